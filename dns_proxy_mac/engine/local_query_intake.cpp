@@ -1,0 +1,112 @@
+#include "dns_proxy_mac/engine/local_query_intake.h"
+
+#include <cstring>
+#include <memory>
+
+#include "dns_proxy_mac/engine/dns_message.h"
+#include "dns_proxy_mac/engine/method_fallback.h"
+#include "dns_proxy_mac/engine/socket_address.h"
+#include "dns_proxy_mac/platform.h"
+#include "dns_proxy_mac/state/shared_objects.h"
+#include "dns_proxy_mac/trace/events.h"
+
+namespace {
+
+constexpr char kReverseLookupMark[] = ".in-addr.arpa";
+
+// One datagram and, behind it, the zero bytes that a label running past it is completed from.
+struct ReceivedQuery {
+  char bytes[kDatagramCapacity + kLabelOverrun] = {};
+  int length = 0;
+  SenderAddress sender;
+};
+
+struct Question {
+  // The byte behind a name that fills its whole buffer ends it.
+  char name[kNameCapacity + 1] = {};
+  std::uint16_t type = 0;
+  std::uint16_t type_class = 0;
+};
+
+bool HasOneQuestion(const ReceivedQuery& query, const char* from) {
+  if (query.length < kHeaderSize) {
+    trace::QueryTooShort(from);
+    return false;
+  }
+  const int count = _OSSwapInt16(ReadHeader(query.bytes).QuestionCount);
+  trace::QuestionCountRead(count);
+  if (count != 1) {
+    trace::QuestionCountRefused(count, from);
+    return false;
+  }
+  return true;
+}
+
+bool DecodeQuestion(const ReceivedQuery& query, const char* from, Question& question) {
+  ExtractDomain(query.bytes + kHeaderSize, query.length - kHeaderSize, question.name, kNameCapacity,
+                question.type, question.type_class);
+  if (question.name[0] == 0) {
+    trace::DomainEmpty(from);
+    return false;
+  }
+  trace::DomainDecoded(question.name);
+  return true;
+}
+
+// Stores the datagram with the proxy's id in place of the application's. Both ids are two raw bytes
+// in the machine's own order; the relay reads the proxy's back the same way.
+void StorePacket(ReceivedQuery& query, DnsRequest& request) {
+  std::memcpy(&request.usClientId, query.bytes, sizeof(request.usClientId));
+  std::memcpy(query.bytes, &request.usId, sizeof(request.usId));
+  std::memset(request.QueryPacket, 0, sizeof(request.QueryPacket));
+  std::memcpy(request.QueryPacket, query.bytes, static_cast<std::size_t>(query.length));
+  request.iQueryPacketLen = query.length;
+}
+
+std::unique_ptr<DnsRequest> MakeRequest(ReceivedQuery& query, const Question& question) {
+  std::unique_ptr<DnsRequest> request(new DnsRequest);
+  const bool reverse_lookup = std::strstr(question.name, kReverseLookupMark) != nullptr;
+  request->CurrentDNSMethodIndex = reverse_lookup ? kReverseLookupMethodIndex : std::uint8_t{0};
+  request->ClientAddr = KeptAddress(query.sender);
+  request->iRecvLen = query.length;
+  request->strDomain = question.name;
+  request->usQType = question.type;
+  request->usQClass = question.type_class;
+  request->bSpare = false;
+  request->usId = g_QueryID++;
+  StorePacket(query, *request);
+  return request;
+}
+
+// When the id has come round to a request that is still in flight, that one stays filed and is
+// advanced, and the new query is lost with its record: ids are not looked up before they are used.
+void FileAndStart(std::unique_ptr<DnsRequest> request, const Question& question) {
+  const std::uint16_t id = request->usId;
+  const RequestTableGuard guard(g_DnsRequestTable);
+  request->vecMethods = g_DnsMethodList;
+  g_DnsRequestTable.Add(request.release());
+  trace::RequestFiled(question.name, id);
+  TryNextDNSQueryMethod(id, false);
+}
+
+}  // namespace
+
+int RecvAndProcessPacketsFromLocalApps(int sock) {
+  ReceivedQuery query;
+  Question question;
+  if (sock == -1) {
+    trace::QuerySocketUnusable();
+    return 0;
+  }
+  query.length = ReceiveDatagram(sock, query.bytes, kDatagramCapacity, query.sender);
+  if (query.length == -1) {
+    trace::NoQueryReceived();
+    return 0;
+  }
+  const AddressText from(query.sender);
+  trace::QueryReceived(query.length, from.c_str());
+  if (!HasOneQuestion(query, from.c_str())) return 0;
+  if (!DecodeQuestion(query, from.c_str(), question)) return 0;
+  FileAndStart(MakeRequest(query, question), question);
+  return 1;
+}

@@ -1,0 +1,12 @@
+#pragma once
+
+/// Takes one datagram of an application off `sock`, files it as a query in flight and starts its
+/// resolution. Returns 1 when it was taken on as a query.
+///
+/// Returns 0, which ends the query thread, when the socket is -1, the receive call fails, or the
+/// datagram is refused: shorter than a header, not exactly one question, or a name that decodes to
+/// nothing. Whoever sent a refused datagram gets no reply.
+///
+/// Query thread only. Takes the request table's lock once a query is accepted. An allocation that
+/// fails throws through.
+int RecvAndProcessPacketsFromLocalApps(int sock);

@@ -1,0 +1,57 @@
+#include "dns_proxy_mac/engine/socket_address.h"
+
+#include <arpa/inet.h>
+
+#include <cstring>
+
+#include "dns_proxy_mac/platform.h"
+
+namespace {
+
+// A kept address in the room of the longest one, so that a family other than IPv4 makes nobody read
+// behind its 16 bytes.
+SenderAddress Widened(const sockaddr& address) {
+  SenderAddress wide;
+  std::memset(&wide, 0, sizeof(wide));
+  std::memcpy(&wide, &address, sizeof(address));
+  return wide;
+}
+
+socklen_t AddressLength(const sockaddr& address) {
+  return address.sa_family == AF_INET ? sizeof(sockaddr_in) : sizeof(sockaddr_in6);
+}
+
+}  // namespace
+
+AddressText::AddressText(const SenderAddress& address) {
+  const sockaddr generic = KeptAddress(address);
+  if (generic.sa_family == AF_INET) {
+    sockaddr_in ipv4;
+    std::memcpy(&ipv4, &address, sizeof(ipv4));
+    inet_ntop(AF_INET, &ipv4.sin_addr, text_, INET_ADDRSTRLEN);
+  } else {
+    // The family goes along as it is: one that is not IPv6 is refused and the text stays empty.
+    inet_ntop(generic.sa_family, &address.sin6_addr, text_, kAddressTextSize);
+  }
+}
+
+AddressText::AddressText(const sockaddr& address) : AddressText(Widened(address)) {}
+
+sockaddr KeptAddress(const SenderAddress& sender) {
+  sockaddr kept;
+  std::memcpy(&kept, &sender, sizeof(kept));
+  return kept;
+}
+
+int ReceiveDatagram(int sock, char* buffer, std::size_t capacity, SenderAddress& sender) {
+  std::memset(&sender, 0, sizeof(sender));
+  socklen_t length = sizeof(sender);
+  return static_cast<int>(
+      recvfrom(sock, buffer, capacity, 0, reinterpret_cast<sockaddr*>(&sender), &length));
+}
+
+bool SendDatagram(int sock, const char* datagram, int length, const sockaddr& to) {
+  const SenderAddress wide = Widened(to);
+  return sendto(sock, datagram, static_cast<std::size_t>(length), 0,
+                reinterpret_cast<const sockaddr*>(&wide), AddressLength(to)) != -1;
+}

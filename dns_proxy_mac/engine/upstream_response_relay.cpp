@@ -1,0 +1,105 @@
+#include "dns_proxy_mac/engine/upstream_response_relay.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "dns_proxy_mac/engine/dns_message.h"
+#include "dns_proxy_mac/engine/method_fallback.h"
+#include "dns_proxy_mac/engine/socket_address.h"
+#include "dns_proxy_mac/state/shared_objects.h"
+#include "dns_proxy_mac/trace/events.h"
+
+namespace {
+
+constexpr int kTracedTailSize = 4;
+
+struct ReceivedResponse {
+  char bytes[kDatagramCapacity] = {};
+  int length = 0;
+  SenderAddress sender;
+};
+
+// The count is read in the machine's own order and signed, as it always was: on a little-endian
+// machine 1 to 127 answers, or 256, are answers, and none or 128 are not. Which responses reach an
+// application depends on it.
+bool CarriesAnswers(const ReceivedResponse& response) {
+  return static_cast<std::int16_t>(ReadHeader(response.bytes).AnswerCount) > 0;
+}
+
+// Only the address text counts, not the port. A request whose index is outside its list waits for
+// nobody, so no source is right.
+bool ComesFromElsewhere(const DnsRequest& request, const char* from) {
+  const std::size_t index = request.CurrentDNSMethodIndex;
+  const bool waits_for_server = index < request.vecMethods.size();
+  const AddressText expected =
+      waits_for_server ? AddressText(request.vecMethods[index].ServerAddr) : AddressText();
+  if (waits_for_server && std::strcmp(from, expected.c_str()) == 0) return false;
+  trace::ResponseFromWrongSource(request.usId, request.CurrentDNSMethodIndex, from,
+                                 expected.c_str());
+  return true;
+}
+
+// The last four bytes are the address of a plain A answer and whatever they are of any other; the
+// trace shows them signed.
+void TraceRelayed(const DnsRequest& request, const ReceivedResponse& response, const char* from) {
+  signed char last_four[kTracedTailSize];
+  std::memcpy(last_four, response.bytes + response.length - kTracedTailSize, kTracedTailSize);
+  trace::ResponseRelayed(request.strDomain.c_str(), last_four, from, request.usId);
+}
+
+void RelayToApplication(const DnsRequest& request, ReceivedResponse& response, const char* from)
+    REQUIRES(g_DnsRequestTable) {
+  const std::uint16_t id = request.usId;
+  std::memcpy(response.bytes, &request.usClientId, sizeof(request.usClientId));
+  if (!SendDatagram(g_SockToClientApps, response.bytes, response.length, request.ClientAddr)) {
+    trace::RelayNotSent(id, static_cast<unsigned>(errno));
+  }
+  TraceRelayed(request, response, from);
+  g_DnsRequestTable.Delete(id);
+}
+
+void MoveToNextMethod(DnsRequest& request, const char* from) REQUIRES(g_DnsRequestTable) {
+  trace::ResponseWithoutAnswer(from, request.usId, request.strDomain.c_str());
+  ++request.CurrentDNSMethodIndex;
+  TryNextDNSQueryMethod(request.usId, false);
+}
+
+void Settle(ReceivedResponse& response, const char* from) {
+  const std::uint16_t id = ReadHeader(response.bytes).usId;
+  const RequestTableGuard guard(g_DnsRequestTable);
+  RequestTable::Iterator found;
+  if (!g_DnsRequestTable.Find(id, found)) {
+    trace::ResponseWithoutRequest(from, id);
+    return;
+  }
+  DnsRequest& request = *found->second;
+  if (ComesFromElsewhere(request, from)) return;
+  if (CarriesAnswers(response)) {
+    RelayToApplication(request, response, from);
+  } else {
+    MoveToNextMethod(request, from);
+  }
+}
+
+}  // namespace
+
+int RecvAndProcessPacketsFromDNSServer(int sock) {
+  ReceivedResponse response;
+  if (sock == -1) {
+    trace::ResponseSocketUnusable();
+    return 0;
+  }
+  response.length = ReceiveDatagram(sock, response.bytes, kDatagramCapacity, response.sender);
+  if (response.length == -1) {
+    trace::NoResponseReceived();
+    return 0;
+  }
+  const AddressText from(response.sender);
+  trace::ResponseReceived(response.length, from.c_str());
+  if (response.length < kHeaderSize) {
+    trace::ResponseTooShort(response.length, from.c_str());
+    return 0;
+  }
+  Settle(response, from.c_str());
+  return 1;
+}

@@ -1,0 +1,34 @@
+#include "dns_proxy_mac/startup/configuration_files.h"
+
+#include <fstream>
+
+#include "dns_proxy_mac/trace/events.h"
+
+int ReadServerFile(const char* path, ServerList& servers) {
+  int dns_size = 0;
+  std::ifstream file(path);
+  std::string line;
+  while (std::getline(file, line)) {
+    trace::ReadDnsLine(line.c_str());
+    servers.emplace_back(line.c_str());
+    ++dns_size;
+  }
+  return dns_size;
+}
+
+int ReadHostMapFile(const char* path, HostMapList& host_map) {
+  int hostmap_size = 0;
+  std::ifstream file(path);
+  std::string line;
+  while (std::getline(file, line)) {
+    trace::ReadHostmapLine(line.c_str());
+    // Without a colon the position is the largest number there is: greater than 0, so the line is
+    // taken, and one past it is 0 again, so both halves are the whole line. Existing files use it.
+    const std::string::size_type colon = line.find(':');
+    if (colon > 0) {
+      host_map.emplace_back(line.substr(0, colon), line.substr(colon + 1));
+      ++hostmap_size;
+    }
+  }
+  return hostmap_size;
+}

@@ -1,0 +1,95 @@
+#include "dns_proxy_mac/startup/service_start.h"
+
+#include <pthread.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "dns_proxy_mac/platform.h"
+#include "dns_proxy_mac/startup/worker_threads.h"
+#include "dns_proxy_mac/state/shared_objects.h"
+#include "dns_proxy_mac/trace/events.h"
+
+namespace {
+
+constexpr char kLocalAddress[] = "127.0.0.1";
+
+bool OpenSockets() {
+  g_SockToClientApps = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+  g_SockToDNSServers = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+  if (g_SockToClientApps < 0 || g_SockToDNSServers < 0) {
+    trace::SocketInvalid();
+    return false;
+  }
+  return true;
+}
+
+bool BindLocalSocket() {
+  const sockaddr_in local = MakeIpv4Address(kLocalAddress, kDnsPort);
+  if (bind(g_SockToClientApps, reinterpret_cast<const sockaddr*>(&local), sizeof(local)) != 0) {
+    trace::BindFailed(kLocalAddress, kDnsPort);
+    return false;
+  }
+  trace::BindSucceeded(kLocalAddress, kDnsPort);
+  return true;
+}
+
+void LoadHostMap(const HostMapList& host_map) {
+  if (host_map.empty()) return;
+  for (const auto& [domain, address] : host_map) {
+    trace::HostMapPairAdded(domain.c_str(), address.c_str());
+    std::string key = domain;
+    g_Hostmaps.Add(key.data(), address.c_str());
+  }
+  g_DnsMethodList.push_back(MakeHostMapMethod());
+}
+
+void AddServers(const ServerList& servers) {
+  for (const std::string& server : servers) {
+    trace::ServerAdded(server.c_str());
+    g_DnsMethodList.push_back(MakeServerMethod(server.c_str()));
+  }
+}
+
+bool StartWorkers() {
+  KeepStacksOfJoinedThreads();
+  if (pthread_create(&g_thread_answer, nullptr, thread_answer, nullptr) != 0) {
+    trace::AnswerThreadNotCreated();
+    return false;
+  }
+  trace::AnswerThreadCreated();
+  if (pthread_create(&g_thread_query, nullptr, thread_query, nullptr) != 0) {
+    trace::QueryThreadNotCreated();
+    return false;
+  }
+  trace::QueryThreadCreated();
+  return true;
+}
+
+// The service lives as long as the answer thread. The second join finds its thread gone and is
+// answered with an error, see KeepStacksOfJoinedThreads.
+void WaitForAnswerThread() {
+  trace::Flush();
+  pthread_join(g_thread_answer, nullptr);
+  pthread_join(g_thread_answer, nullptr);
+}
+
+// The query thread may still be waiting on the first of them, or at work on either; it learns of
+// it at its next turn.
+void CloseSockets() {
+  close(g_SockToClientApps);
+  close(g_SockToDNSServers);
+}
+
+}  // namespace
+
+void init_lock() {}
+
+bool StartDnsSrv(const ServerList& servers, const HostMapList& host_map) {
+  if (!OpenSockets() || !BindLocalSocket()) return false;
+  LoadHostMap(host_map);
+  AddServers(servers);
+  if (!StartWorkers()) return false;
+  WaitForAnswerThread();
+  CloseSockets();
+  return true;
+}

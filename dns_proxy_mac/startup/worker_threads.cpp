@@ -1,0 +1,80 @@
+#include "dns_proxy_mac/startup/worker_threads.h"
+
+#include <sys/select.h>
+
+#include "dns_proxy_mac/engine/local_query_intake.h"
+#include "dns_proxy_mac/engine/upstream_response_relay.h"
+#include "dns_proxy_mac/state/shared_objects.h"
+#include "dns_proxy_mac/trace/events.h"
+
+namespace {
+
+int SelectReadable(int sock, fd_set& readable, timeval* timeout) {
+  FD_ZERO(&readable);
+  FD_SET(sock, &readable);
+  return select(sock + 1, &readable, nullptr, nullptr, timeout);
+}
+
+// Waits without limit until `sock` is readable; the result is that of `select`. A look that does
+// not wait comes first: while there is work, the trace stays in its buffer and is written in large
+// parts.
+int WaitReadable(int sock, fd_set& readable) {
+  if (sock >= FD_SETSIZE) return -1;  // the set has no place for it
+  timeval at_once{0, 0};
+  const int ready = SelectReadable(sock, readable, &at_once);
+  if (ready != 0) return ready;
+  trace::Flush();
+  return SelectReadable(sock, readable, nullptr);
+}
+
+void ServeResponses() {
+  while (g_SockToDNSServers != -1) {
+    fd_set readable;
+    const int ready = WaitReadable(g_SockToDNSServers, readable);
+    if (ready < 0) {
+      trace::AnswerSelectFailed();
+      return;
+    }
+    if (ready == 0) {
+      trace::AnswerSelectTimedOut();
+      continue;
+    }
+    trace::ResponseReadable();
+    if (FD_ISSET(g_SockToDNSServers, &readable) &&
+        RecvAndProcessPacketsFromDNSServer(g_SockToDNSServers) == 0) {
+      trace::RelayEnded();
+      return;
+    }
+  }
+  trace::AnswerSocketInvalid();
+}
+
+void ServeQueries() {
+  while (g_SockToClientApps != -1) {
+    fd_set readable;
+    if (WaitReadable(g_SockToClientApps, readable) < 1) {
+      trace::QuerySelectFailed();
+      return;
+    }
+    trace::QueryReadable();
+    if (FD_ISSET(g_SockToClientApps, &readable) &&
+        RecvAndProcessPacketsFromLocalApps(g_SockToClientApps) == 0) {
+      return;
+    }
+  }
+  trace::QuerySocketInvalid();
+}
+
+}  // namespace
+
+void* thread_answer(void* /*unused*/) {
+  ServeResponses();
+  trace::Flush();
+  return nullptr;
+}
+
+void* thread_query(void* /*unused*/) {
+  ServeQueries();
+  trace::Flush();
+  return nullptr;
+}

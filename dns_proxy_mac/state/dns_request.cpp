@@ -1,0 +1,18 @@
+#include "dns_proxy_mac/state/dns_request.h"
+
+#include <cstring>
+
+// NOLINTNEXTLINE(modernize-use-equals-default): with "= default", `DnsRequest()` would zero 8 KB
+DnsRequest::DnsRequest() {}
+
+DnsRequest& DnsRequest::operator=(const DnsRequest& other) {
+  constexpr std::size_t kBlock = offsetof(DnsRequest, iQueryPacketLen) + sizeof(iQueryPacketLen);
+  static_assert(offsetof(DnsRequest, usId) == 0, "the block of plain fields starts the record");
+  std::memmove(reinterpret_cast<char*>(this), reinterpret_cast<const char*>(&other), kBlock);
+  strDomain = other.strDomain;
+  usQType = other.usQType;
+  usQClass = other.usQClass;
+  if (this != &other) vecMethods = other.vecMethods;
+  bSpare = other.bSpare;
+  return *this;
+}

@@ -1,0 +1,47 @@
+#include "dns_proxy_mac/state/host_table.h"
+
+#include <arpa/inet.h>
+
+#include <cctype>
+#include <cstring>
+
+namespace {
+
+constexpr unsigned char kRecordWithoutAddress[kAnswerAddressOffset] = {
+    0xC0, 0x0C,              // owner: a pointer to byte 12 of the message, the question name
+    0x00, 0x01,              // type A
+    0x00, 0x01,              // class IN
+    0x00, 0x01, 0x51, 0x80,  // time to live: 86400 seconds
+    0x00, 0x04,              // data length
+};
+
+}  // namespace
+
+void HostTable::Add(char* domain, const char* address) {
+  auto* record = new HostRespData();
+  std::memcpy(record->Record, kRecordWithoutAddress, sizeof(kRecordWithoutAddress));
+  const in_addr_t ipv4 = inet_addr(address);
+  static_assert(sizeof(ipv4) == kAnswerAddressSize);
+  std::memcpy(record->Record + kAnswerAddressOffset, &ipv4, sizeof(ipv4));
+  // A record that is not filed is not freed either: the first line of a domain wins for good, and
+  // who holds the later record is nobody's business.
+  mapHosts.insert({domain, record});
+}
+
+bool HostTable::Find(std::string name, HostRespData*& record) const {
+  for (char& character : name) {
+    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  }
+  const auto found = mapHosts.find(name);
+  if (found == mapHosts.end()) return false;
+  record = found->second;
+  return true;
+}
+
+void HostTable::Clear() {
+  while (!mapHosts.empty()) {
+    const auto first = mapHosts.begin();
+    delete first->second;
+    mapHosts.erase(first);
+  }
+}

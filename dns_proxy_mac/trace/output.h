@@ -1,0 +1,29 @@
+#pragma once
+
+/// The one road to standard output: both worker threads append to a shared buffer, in the order in
+/// which things happen, and a thread writes the buffer out when it is about to wait.
+///
+/// It does without the C library's streams, because their flush at exit takes no lock: a query
+/// thread that flushes at the same moment would make the last buffer appear twice.
+///
+/// A write that fails (full disk, closed descriptor) costs the buffered lines and nothing else.
+/// When the reader of a pipe has gone, SIGPIPE ends the process as the platform's default.
+namespace trace {
+
+/// Looks whether standard output is open. Call it before the process opens anything itself:
+/// otherwise a socket may take descriptor 1 and would be sent the trace. Without a standard output
+/// every line is dropped.
+void OpenOutput();
+
+/// Appends one formatted text. Knows %s (up to its first NUL), %d and %u, and no flags or widths.
+/// Any thread.
+void Line(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+/// Writes out what is buffered; no system call when nothing is. Any thread; call it before a wait.
+void Flush();
+
+/// Writes out what is buffered and lets nobody print again: a thread that tries waits until the
+/// process is gone. The last call of a process before its exit.
+void FlushAndHoldUntilExit();
+
+}  // namespace trace

@@ -13,8 +13,8 @@ std::int32_t CopyLabels(const char* pkt, std::int32_t len, char* out, std::int32
                         std::int32_t& cur) {
   std::int32_t written = 0;
   while (cur < len && pkt[cur] != 0) {
-    // Signed, so that compression pointers (0xC0 and above) read as negative and are never
-    // followed.
+    // Signed, so that compression pointers (0xC0 and above) are negative and never followed.
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse): that is what is meant
     const int n = static_cast<signed char>(pkt[cur]);
     if (n < 0) {
       trace::LabelLengthNegative(n);

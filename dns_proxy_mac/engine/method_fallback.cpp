@@ -34,8 +34,9 @@ void AnswerFromHostMap(DnsRequest& request, const HostRespData& record)
 
 void AskHostMap(DnsRequest& request) REQUIRES(g_DnsRequestTable) {
   HostRespData* record = nullptr;
+  const char* name = request.strDomain.c_str();  // what is looked up ends at the first NUL
   // A query that leaves no room for the record is passed on to the servers like a miss.
-  if (g_Hostmaps.Find(request.strDomain.c_str(), record) && HostMapAnswerFits(request)) {
+  if (g_Hostmaps.Find(name, record) && HostMapAnswerFits(request)) {
     AnswerFromHostMap(request, *record);
     return;
   }

@@ -40,7 +40,7 @@ bool RequestTable::Delete(std::uint16_t id, std::uint16_t& client_id, sockaddr& 
 
 void RequestTable::Clear() {
   while (!mapRequests.empty()) {
-    const Iterator first = mapRequests.begin();
+    const auto first = mapRequests.begin();
     DnsRequest* request = first->second;
     mapRequests.erase(first);
     delete request;

@@ -1,0 +1,93 @@
+#include "tests/stress/applications.h"
+
+#include <cstdio>
+
+namespace {
+
+constexpr std::size_t kWindow = 12;
+constexpr std::uint32_t kNumbersEach = 100000000;
+constexpr std::uint32_t kStuckEvery = 50000;
+constexpr int kPatienceMs = 100;
+constexpr auto kOverdue = std::chrono::seconds(3);
+constexpr auto kGivenUp = std::chrono::seconds(60);
+
+Road RoadFor(std::uint32_t number) {
+  if (number % kStuckEvery == kStuckEvery / 2) return Road::kStuck;
+  // All roads but the last, in an order that mixes them.
+  return static_cast<Road>((number * 2654435761U >> 16) % (kRoads - 1));
+}
+
+}  // namespace
+
+Application::Application(int number)
+    : sock_(BoundSocket("127.0.0.1", 0)),
+      next_(static_cast<std::uint32_t>(number) * kNumbersEach),
+      proxy_(Address("127.0.0.1", 53)) {}
+
+bool Application::Run(std::uint32_t queries, std::atomic<int>& done,
+                      const std::atomic<bool>& stop) {
+  auto last_response = Clock::now();
+  bool counted = false;
+  Message response;
+  sockaddr_in from{};
+  while (!stop) {
+    while (in_flight_.size() < kWindow) AskNext();
+    if (Receive(sock_, kPatienceMs, response, from)) {
+      last_response = Clock::now();
+      if (!TakeResponse(response)) return false;
+    } else {
+      RepeatOverdue();
+    }
+    if (answered_ >= queries && !counted) {
+      counted = true;
+      ++done;
+    }
+    if (Clock::now() - last_response > kGivenUp) {
+      std::fprintf(stderr, "proxy_load: no response for a minute\n");
+      return false;
+    }
+    if (answered_ % 256 == 0) RepeatOverdue();
+  }
+  return true;
+}
+
+void Application::AskNext() {
+  while (in_flight_.count(next_id_) != 0) ++next_id_;
+  const Road road = RoadFor(next_);
+  Asked asked{MakeQuery(next_id_, road, next_), road, Clock::now(), false};
+  Send(sock_, asked.query, proxy_);
+  in_flight_.emplace(next_id_, std::move(asked));
+  ++next_id_;
+  ++next_;
+}
+
+bool Application::TakeResponse(const Message& response) {
+  const auto id = *reinterpret_cast<const std::uint16_t*>(response.data());
+  const auto found = in_flight_.find(id);
+  // A repeated query may be answered twice; any other response belongs to a query in flight.
+  if (found == in_flight_.end()) {
+    if (repeats_ > 0) return true;
+    std::fprintf(stderr, "proxy_load: a response with id %d that nobody waits for\n", id);
+    return false;
+  }
+  const Asked& asked = found->second;
+  if (!IsRightResponse(asked.query, asked.road, response)) {
+    std::fprintf(stderr, "proxy_load: a wrong response to '%s'\n", asked.query.c_str() + 13);
+    return false;
+  }
+  in_flight_.erase(found);
+  ++answered_;
+  return true;
+}
+
+void Application::RepeatOverdue() {
+  const auto now = Clock::now();
+  for (auto& [id, asked] : in_flight_) {
+    // A stuck query waits for the ids to come round, not for another try.
+    if (asked.road == Road::kStuck || now - asked.when < kOverdue) continue;
+    Send(sock_, asked.query, proxy_);
+    asked.when = now;
+    asked.repeated = true;
+    ++repeats_;
+  }
+}

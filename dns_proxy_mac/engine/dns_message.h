@@ -28,7 +28,8 @@ inline constexpr std::uint16_t kTypeAaaa = 28;       ///< an IPv6 address questi
 /// The name buffer that the intake decodes into, in bytes.
 inline constexpr int kNameCapacity = 1024;
 
-/// How far behind its input `ExtractDomain` may read: a last length byte and its 127-byte label.
+/// How far behind its input `ExtractDomain` may read: the longest label, when its length byte is
+/// the last byte of the input.
 inline constexpr std::size_t kLabelOverrun = 127;
 
 /// The header at the start of `message`, at least 12 bytes.

@@ -24,11 +24,11 @@ struct ReceivedQuery {
 struct Question {
   // The byte behind a name that fills its whole buffer ends it.
   char name[kNameCapacity + 1] = {};
-  std::uint16_t type = 0;
-  std::uint16_t type_class = 0;
+  std::uint16_t qtype = 0;
+  std::uint16_t qclass = 0;
 };
 
-bool HasOneQuestion(const ReceivedQuery& query, const char* from) {
+bool HeaderIsAccepted(const ReceivedQuery& query, const char* from) {
   if (query.length < kHeaderSize) {
     trace::QueryTooShort(from);
     return false;
@@ -42,9 +42,9 @@ bool HasOneQuestion(const ReceivedQuery& query, const char* from) {
   return true;
 }
 
-bool DecodeQuestion(const ReceivedQuery& query, const char* from, Question& question) {
+bool QuestionIsAccepted(const ReceivedQuery& query, const char* from, Question& question) {
   ExtractDomain(query.bytes + kHeaderSize, query.length - kHeaderSize, question.name, kNameCapacity,
-                question.type, question.type_class);
+                question.qtype, question.qclass);
   if (question.name[0] == 0) {
     trace::DomainEmpty(from);
     return false;
@@ -70,8 +70,8 @@ std::unique_ptr<DnsRequest> MakeRequest(ReceivedQuery& query, const Question& qu
   request->ClientAddr = KeptAddress(query.sender);
   request->iRecvLen = query.length;
   request->strDomain = question.name;
-  request->usQType = question.type;
-  request->usQClass = question.type_class;
+  request->usQType = question.qtype;
+  request->usQClass = question.qclass;
   request->bSpare = false;
   request->usId = g_QueryID++;
   StorePacket(query, *request);
@@ -105,8 +105,8 @@ int RecvAndProcessPacketsFromLocalApps(int sock) {
   }
   const AddressText from(query.sender);
   trace::QueryReceived(query.length, from.c_str());
-  if (!HasOneQuestion(query, from.c_str())) return 0;
-  if (!DecodeQuestion(query, from.c_str(), question)) return 0;
+  if (!HeaderIsAccepted(query, from.c_str())) return 0;
+  if (!QuestionIsAccepted(query, from.c_str(), question)) return 0;
   FileAndStart(MakeRequest(query, question), question);
   return 1;
 }

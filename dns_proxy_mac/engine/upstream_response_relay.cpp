@@ -26,17 +26,12 @@ bool CarriesAnswers(const ReceivedResponse& response) {
   return static_cast<std::int16_t>(ReadHeader(response.bytes).AnswerCount) > 0;
 }
 
-// Only the address text counts, not the port. A request whose index is outside its list waits for
-// nobody, so no source is right.
-bool ComesFromElsewhere(const DnsRequest& request, const char* from) {
+// The address text of the server that the request waits for; `waits` is false when its index lies
+// outside its list, so that no source is right.
+AddressText ExpectedSource(const DnsRequest& request, bool& waits) {
   const std::size_t index = request.CurrentDNSMethodIndex;
-  const bool waits_for_server = index < request.vecMethods.size();
-  const AddressText expected =
-      waits_for_server ? AddressText(request.vecMethods[index].ServerAddr) : AddressText();
-  if (waits_for_server && std::strcmp(from, expected.c_str()) == 0) return false;
-  trace::ResponseFromWrongSource(request.usId, request.CurrentDNSMethodIndex, from,
-                                 expected.c_str());
-  return true;
+  waits = index < request.vecMethods.size();
+  return waits ? AddressText(request.vecMethods[index].ServerAddr) : AddressText();
 }
 
 // The last four bytes are the address of a plain A answer and whatever they are of any other; the
@@ -64,7 +59,7 @@ void MoveToNextMethod(DnsRequest& request, const char* from) REQUIRES(g_DnsReque
   TryNextDNSQueryMethod(request.usId, false);
 }
 
-void Settle(ReceivedResponse& response, const char* from) {
+void MatchToRequest(ReceivedResponse& response, const char* from) {
   const std::uint16_t id = ReadHeader(response.bytes).usId;
   const RequestTableGuard guard(g_DnsRequestTable);
   RequestTable::Iterator found;
@@ -73,7 +68,13 @@ void Settle(ReceivedResponse& response, const char* from) {
     return;
   }
   DnsRequest& request = *found->second;
-  if (ComesFromElsewhere(request, from)) return;
+  bool waits = false;
+  const AddressText expected = ExpectedSource(request, waits);
+  // Only the address counts, not the port.
+  if (!waits || std::strcmp(from, expected.c_str()) != 0) {
+    trace::ResponseFromWrongSource(id, request.CurrentDNSMethodIndex, from, expected.c_str());
+    return;
+  }
   if (CarriesAnswers(response)) {
     RelayToApplication(request, response, from);
   } else {
@@ -100,6 +101,6 @@ int RecvAndProcessPacketsFromDNSServer(int sock) {
     trace::ResponseTooShort(response.length, from.c_str());
     return 0;
   }
-  Settle(response, from.c_str());
+  MatchToRequest(response, from.c_str());
   return 1;
 }

@@ -1,3 +1,5 @@
+#include <cstdint>
+
 #include "dns_proxy_mac/startup/configuration_files.h"
 #include "dns_proxy_mac/startup/service_start.h"
 #include "dns_proxy_mac/state/shared_objects.h"
@@ -5,34 +7,40 @@
 
 namespace {
 
-// Exit statuses. A proxy with nothing to do has not failed, whatever its last line says.
-constexpr int kEnded = 0;
-constexpr int kNothingConfigured = 0;
-constexpr int kNotStarted = 1;
+enum class Outcome : std::uint8_t { kNothingConfigured, kNotStarted, kEnded };
 
-int RunProxy() {
+Outcome RunProxy() {
   ServerList servers;
   HostMapList host_map;
   const int dns_size = ReadServerFile(kServerFile, servers);
   const int hostmap_size = ReadHostMapFile(kHostMapFile, host_map);
   trace::ConfigurationCounts(dns_size, hostmap_size);
-  if (dns_size == 0 && hostmap_size == 0) {
-    trace::NothingConfigured();
-    return kNothingConfigured;
-  }
-  if (!StartDnsSrv(servers, host_map)) {
-    trace::ServiceStartFailed();
-    return kNotStarted;
-  }
-  trace::ServiceEnded();
-  return kEnded;
+  if (dns_size == 0 && hostmap_size == 0) return Outcome::kNothingConfigured;
+  return StartDnsSrv(servers, host_map) ? Outcome::kEnded : Outcome::kNotStarted;
 }
 
-// Exit destroys the shared objects while a worker may still be at work, a query thread mostly. From
-// here on it gets no further than the next lock, and what is in the trace is written once.
+// Exit destroys the shared objects while a worker, a query thread mostly, may still be at work.
+// From here on such a worker gets no further than its next lock, and the last line of the trace is
+// the last one.
 void StopWorkersAtTheirLocks() {
   HoldRequestTableUntilExit(g_DnsRequestTable);
   trace::FlushAndHoldUntilExit();
+}
+
+// Traces the outcome and gives its exit status. A proxy with nothing to do has not failed, whatever
+// its line says.
+int TellOutcome(Outcome outcome) {
+  switch (outcome) {
+    case Outcome::kNothingConfigured:
+      trace::NothingConfigured();
+      return 0;
+    case Outcome::kNotStarted:
+      trace::ServiceStartFailed();
+      return 1;
+    case Outcome::kEnded:
+      trace::ServiceEnded();
+  }
+  return 0;
 }
 
 }  // namespace
@@ -42,7 +50,9 @@ int main() {
   g_Hostmaps.Clear();
   init_lock();
   trace::OpenOutput();
-  const int status = RunProxy();
+  const Outcome outcome = RunProxy();
   StopWorkersAtTheirLocks();
+  const int status = TellOutcome(outcome);
+  trace::Flush();
   return status;
 }

@@ -6,6 +6,7 @@
 
 #include "dns_proxy_mac/platform.h"
 #include "dns_proxy_mac/startup/worker_threads.h"
+#include "dns_proxy_mac/state/ipv4_address.h"
 #include "dns_proxy_mac/state/shared_objects.h"
 #include "dns_proxy_mac/trace/events.h"
 
@@ -73,8 +74,8 @@ void WaitForAnswerThread() {
   pthread_join(g_thread_answer, nullptr);
 }
 
-// The query thread may still be waiting on the first of them, or at work on either; it learns of
-// it at its next turn.
+// The query thread may still be waiting on the first socket or at work on either; its next call on
+// one of them fails.
 void CloseSockets() {
   close(g_SockToClientApps);
   close(g_SockToDNSServers);

@@ -23,8 +23,8 @@ void HostTable::Add(char* domain, const char* address) {
   const in_addr_t ipv4 = inet_addr(address);
   static_assert(sizeof(ipv4) == kAnswerAddressSize);
   std::memcpy(record->Record + kAnswerAddressOffset, &ipv4, sizeof(ipv4));
-  // A record that is not filed is not freed either: the first line of a domain wins for good, and
-  // who holds the later record is nobody's business.
+  // The first line of a domain wins for good. The record of a later one is not filed and stays
+  // allocated, once for every repeated line.
   mapHosts.insert({domain, record});
 }
 

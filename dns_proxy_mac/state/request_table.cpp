@@ -13,28 +13,28 @@ bool RequestTable::Find(std::uint16_t id, Iterator& found) {
   return found != mapRequests.end();
 }
 
-void RequestTable::Delete(std::uint16_t id) {
+std::unique_ptr<DnsRequest> RequestTable::Take(std::uint16_t id) {
   Iterator found;
-  if (!Find(id, found)) return;
-  DnsRequest* request = found->second;
+  if (!Find(id, found)) return nullptr;
+  std::unique_ptr<DnsRequest> request(found->second);
   mapRequests.erase(found);
-  delete request;
+  return request;
 }
 
+void RequestTable::Delete(std::uint16_t id) { Take(id); }
+
 bool RequestTable::Delete(std::uint16_t id, DnsRequest& removed) {
-  Iterator found;
-  if (!Find(id, found)) return false;
-  removed = *found->second;
-  Delete(id);
+  const std::unique_ptr<DnsRequest> request = Take(id);
+  if (request == nullptr) return false;
+  removed = *request;
   return true;
 }
 
 bool RequestTable::Delete(std::uint16_t id, std::uint16_t& client_id, sockaddr& client_address) {
-  Iterator found;
-  if (!Find(id, found)) return false;
-  client_id = found->second->usClientId;
-  client_address = found->second->ClientAddr;
-  Delete(id);
+  const std::unique_ptr<DnsRequest> request = Take(id);
+  if (request == nullptr) return false;
+  client_id = request->usClientId;
+  client_address = request->ClientAddr;
   return true;
 }
 

@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 
 #include <cstdint>
+#include <memory>
 #include <unordered_map>
 
 #include "dns_proxy_mac/state/dns_request.h"
@@ -49,6 +50,10 @@ class CAPABILITY("request table") RequestTable {
 
   Map mapRequests GUARDED_BY(this);
   pthread_mutex_t mutex;
+
+ private:
+  // Removes the record of `id` and hands it over; null when there is none.
+  std::unique_ptr<DnsRequest> Take(std::uint16_t id) REQUIRES(this);
 };
 
 /// Holds a table's mutex for the length of a scope.

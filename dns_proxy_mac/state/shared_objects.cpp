@@ -1,7 +1,7 @@
 #include "dns_proxy_mac/state/shared_objects.h"
 
-// In this order, so that exit destroys the requests first: their method lists and the host records
-// that answered them then still exist.
+// In this order: exit destroys them in the reverse one, the requests in flight first and the host
+// map that answers them last.
 HostTable g_Hostmaps;
 std::vector<DNSMethodInfo> g_DnsMethodList;
 RequestTable g_DnsRequestTable;

@@ -22,12 +22,25 @@ pthread_mutex_t g_OutputMutex = PTHREAD_MUTEX_INITIALIZER;
 char g_Buffer[kBufferSize];
 std::size_t g_Used = 0;
 bool g_HasOutput = true;
+thread_local bool t_HoldsUntilExit = false;
+
+class OutputGuard {
+ public:
+  OutputGuard() {
+    if (!t_HoldsUntilExit) pthread_mutex_lock(&g_OutputMutex);
+  }
+  OutputGuard(const OutputGuard&) = delete;
+  OutputGuard& operator=(const OutputGuard&) = delete;
+  ~OutputGuard() {
+    if (!t_HoldsUntilExit) pthread_mutex_unlock(&g_OutputMutex);
+  }
+};
 
 // Waits for a descriptor that somebody has made non-blocking, as a blocking one would wait by
 // itself.
 bool WaitWritable() {
   pollfd out{STDOUT_FILENO, POLLOUT, 0};
-  return poll(&out, 1, -1) > 0;
+  return poll(&out, 1, -1) > 0 || errno == EINTR;
 }
 
 bool CanRetry(int error) {
@@ -40,10 +53,8 @@ void WriteOut() {
   std::size_t left = g_HasOutput ? g_Used : 0;
   while (left > 0) {
     const ssize_t written = write(STDOUT_FILENO, from, left);
-    if (written < 0) {
-      if (CanRetry(errno)) continue;
-      break;
-    }
+    if (written < 0 && CanRetry(errno)) continue;
+    if (written <= 0) break;
     from += written;
     left -= static_cast<std::size_t>(written);
   }
@@ -96,21 +107,22 @@ void OpenOutput() { g_HasOutput = fcntl(STDOUT_FILENO, F_GETFD) != -1; }
 void Line(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  pthread_mutex_lock(&g_OutputMutex);
-  AppendFormatted(format, arguments);
-  pthread_mutex_unlock(&g_OutputMutex);
+  {
+    const OutputGuard guard;
+    AppendFormatted(format, arguments);
+  }
   va_end(arguments);
 }
 
 void Flush() {
-  pthread_mutex_lock(&g_OutputMutex);
+  const OutputGuard guard;
   WriteOut();
-  pthread_mutex_unlock(&g_OutputMutex);
 }
 
 void FlushAndHoldUntilExit() {
-  pthread_mutex_lock(&g_OutputMutex);
+  const OutputGuard guard;
   WriteOut();
+  t_HoldsUntilExit = true;
 }
 
 }  // namespace trace

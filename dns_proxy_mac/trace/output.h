@@ -22,8 +22,8 @@ void Line(const char* format, ...) __attribute__((format(printf, 1, 2)));
 /// Writes out what is buffered; no system call when nothing is. Any thread; call it before a wait.
 void Flush();
 
-/// Writes out what is buffered and lets nobody print again: a thread that tries waits until the
-/// process is gone. The last call of a process before its exit.
+/// Writes out what is buffered and keeps the output for the calling thread: any other that prints
+/// from now on waits until the process is gone. For a process that has its last line to say.
 void FlushAndHoldUntilExit();
 
 }  // namespace trace

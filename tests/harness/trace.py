@@ -91,12 +91,14 @@ class Trace:
         raise TraceMismatch("\n".join(text))
 
     def take_until(self, last):
-        """All lines up to and including the first that equals `last`; TraceMismatch when it never comes."""
+        """All lines up to and including the first that equals `last`; TraceMismatch when it does not come
+        within the deadline, however much else does."""
         last = _bytes(last)
+        end = time.monotonic() + deadline_seconds()
         taken = []
         while not taken or taken[-1] != last:
             following = self.take(1)
-            if not following:
+            if not following or time.monotonic() > end:
                 self._fail([last], taken[-20:])
             taken += following
         return taken

@@ -1,0 +1,141 @@
+#include "companion/check/host_map_findings.h"
+
+#include "companion/check/address_text.h"
+#include "companion/check/carriage_returns.h"
+#include "companion/check/first_uses.h"
+#include "companion/check/name_text.h"
+#include "companion/common/shown_text.h"
+
+namespace ctl {
+namespace {
+
+// An entry with where it stands. `name` is the text under which it is filed.
+struct Entry {
+  std::size_t line;
+  std::string_view raw;
+  std::string_view name;
+  const std::string* address;
+};
+
+bool HasColon(const Entry& entry) { return entry.raw.find(':') != std::string_view::npos; }
+
+std::string WhatLacksColon(const Entry& entry) {
+  return "there is no colon in " + Quoted(entry.raw);
+}
+
+std::string WhatIsOdd(const Entry& entry, const NameReading& name) {
+  if (entry.raw.empty()) return "an empty line";
+  return name.is_name && !HasColon(entry) ? WhatLacksColon(entry) : name.what;
+}
+
+std::string Answered(std::string_view name, const AddressReading& address) {
+  return Quoted(name) + " is answered with " + address.Dotted();
+}
+
+// Whether the line's first colon is one of an IPv6 address: what is in front of it is a group of
+// hexadecimal digits, and what is behind it has a colon that does not part an address from a port.
+bool IsCutIpv6(const Entry& entry, const AddressReading& address) {
+  const std::size_t colon = address.spelling.find(':');
+  return entry.name.size() <= 4 &&
+         entry.name.find_first_not_of("0123456789abcdef") == std::string_view::npos &&
+         colon != std::string_view::npos &&
+         !ReadAddress(std::string(address.spelling.substr(0, colon))).accepted;
+}
+
+std::string WhatIsNoAddress(const Entry& entry, const AddressReading& address) {
+  if (!HasColon(entry)) return WhatLacksColon(entry);
+  if (IsCutIpv6(entry, address)) {
+    return "an IPv6 address is cut at its first colon in " + Quoted(entry.raw);
+  }
+  if (ReadAddress(std::string(entry.name)).IsUsualForm()) {
+    return "name and address are the wrong way round in " + Quoted(entry.raw);
+  }
+  return WhatItIsInstead(entry.address->c_str());
+}
+
+void CheckAddress(const Entry& entry, Report& report) {
+  const AddressReading address = ReadAddress(*entry.address);
+  const std::string answered = Answered(entry.name, address);
+  if (!address.accepted && address.spelling != "255.255.255.255") {
+    report.Error(entry.line, WhatIsNoAddress(entry, address), answered);
+    return;
+  }
+  if (!HasColon(entry)) {
+    report.Warning(entry.line, WhatLacksColon(entry), answered);
+    return;
+  }
+  if (!address.IsUsualForm()) {
+    report.Warning(entry.line, Quoted(address.spelling) + " has " + OddForm(address.spelling),
+                   answered);
+  }
+  if (address.HasMoreBehind()) {
+    report.Warning(entry.line, "there is a blank behind the address in " + Quoted(entry.raw),
+                   answered + ", what follows the address is passed over");
+  }
+}
+
+// Whether the address is plain enough to say nothing about; spares a million lines the long way.
+bool IsPlainAddress(const Entry& entry) {
+  const AddressReading address = ReadAddress(*entry.address);
+  return address.accepted && address.IsUsualForm() && !address.HasMoreBehind() && HasColon(entry);
+}
+
+void CheckEntry(const Entry& entry, const Entry& first, Report& report) {
+  if (&first != &entry) {
+    report.Warning(entry.line,
+                   Quoted(entry.name) + " again, after line " + std::to_string(first.line),
+                   "the first line stays: " + Answered(entry.name, ReadAddress(*first.address)));
+  } else if (!IsPlainAddress(entry)) {
+    CheckAddress(entry, report);
+  }
+}
+
+// Lines and entries go side by side, but for the lines that the proxy skips.
+std::vector<Entry> LinedUp(const HostMapFileText& file) {
+  std::vector<Entry> entries;
+  entries.reserve(file.entries.size());
+  for (std::size_t at = 0; at < file.text.lines.size(); ++at) {
+    const std::string_view raw = file.text.lines[at];
+    if (IsSkippedByProxy(raw)) continue;
+    const auto& [domain, address] = file.entries[entries.size()];
+    const std::string_view name = domain;
+    entries.push_back({at + 1, raw, name.substr(0, name.find('\0')), &address});
+  }
+  return entries;
+}
+
+void CheckName(const Entry& entry, const NameReading& name, Report& report) {
+  if (entry.raw.find('\0') != std::string_view::npos) {
+    report.Warning(entry.line, "there is a NUL in " + Quoted(entry.raw),
+                   "name and address each end at their first NUL");
+  }
+  if (name.reach != Reach::kFound) {
+    report.Warning(entry.line, WhatIsOdd(entry, name), name.effect);
+  }
+}
+
+}  // namespace
+
+void CheckHostMap(const HostMapFileText& file, const MethodList& list, Report& report) {
+  const CarriageReturns returns(file.text);
+  const std::vector<Entry> entries = LinedUp(file);
+  FirstUses first_uses(entries.size());
+  std::size_t next = 0;
+  for (std::size_t line = 1; line <= file.text.lines.size(); ++line) {
+    returns.Check(line, report);
+    if (next == entries.size() || entries[next].line != line) {
+      report.Warning(line, Quoted(file.text.lines[line - 1]) + " begins with a colon",
+                     "the line is skipped");
+      continue;
+    }
+    const Entry& entry = entries[next];
+    const NameReading name = ReadName(entry.name, list.Circles());
+    CheckName(entry, name, report);
+    if (name.reach == Reach::kFound) {
+      CheckEntry(entry, entries[first_uses.PositionOf(entry.name, next)], report);
+    }
+    ++next;
+  }
+}
+
+}  // namespace ctl

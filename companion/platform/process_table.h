@@ -1,0 +1,46 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace ctl {
+
+// The system's tables of processes and sockets: all in which macOS and Linux differ for this
+// program. What can't be looked at, for lack of permission or because it has just gone, is left
+// out.
+
+struct Process {
+  pid_t pid;
+  /// When it was started, in a unit of the system's own. With the id it names a process for good.
+  std::uint64_t started;
+  uid_t owner;
+};
+
+/// Processes in this process's network that go by the proxy's name and were started without
+/// arguments, as the proxy is.
+std::vector<Process> ProcessesNamedAsProxy();
+
+/// Whether it has neither ended nor made place for another process of the same id.
+bool IsAlive(const Process& process);
+
+/// Its threads in the order of their creation; empty when it has ended.
+std::vector<std::uint64_t> ThreadsOf(const Process& process);
+
+double SecondsSinceStart(const Process& process);
+
+/// Whether it holds 127.0.0.1:53, as far as can be seen: without the right to look into the
+/// process, the owner of the socket decides.
+bool HoldsLocalPort(const Process& process);
+
+/// Whoever keeps the proxy from binding 127.0.0.1:53.
+struct PortHolder {
+  bool is_held;
+  pid_t pid;         ///< 0 when it can't be seen
+  std::string name;  ///< of the process, or what is known of it instead
+};
+PortHolder HolderOfLocalPort();
+
+}  // namespace ctl

@@ -1,0 +1,115 @@
+#if defined(__APPLE__)
+
+#include <arpa/inet.h>
+#include <libproc.h>
+#include <sys/sysctl.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "companion/platform/process_table.h"
+
+namespace ctl {
+namespace {
+
+constexpr char kProxyName[] = "dns_proxy_mac";
+constexpr int kPort = 53;
+
+bool ReadBsdInfo(pid_t pid, proc_bsdinfo& info) {
+  return proc_pidinfo(pid, PROC_PIDTBSDINFO, 0, &info, sizeof(info)) == sizeof(info);
+}
+
+std::uint64_t StartOf(const proc_bsdinfo& info) {
+  return info.pbi_start_tvsec * 1000000 + info.pbi_start_tvusec;
+}
+
+std::vector<pid_t> AllProcesses() {
+  std::vector<pid_t> pids(static_cast<std::size_t>(std::max(proc_listallpids(nullptr, 0), 0)) + 64);
+  const int count = proc_listallpids(pids.data(), static_cast<int>(pids.size() * sizeof(pid_t)));
+  pids.resize(static_cast<std::size_t>(std::max(count, 0)));
+  return pids;
+}
+
+int ArgumentCount(pid_t pid) {
+  int name[] = {CTL_KERN, KERN_PROCARGS2, pid};
+  std::vector<char> arguments(static_cast<std::size_t>(sysconf(_SC_ARG_MAX)));
+  std::size_t size = arguments.size();
+  int count = 0;
+  if (sysctl(name, 3, arguments.data(), &size, nullptr, 0) == 0 && size >= sizeof(count)) {
+    std::memcpy(&count, arguments.data(), sizeof(count));
+  }
+  return count;
+}
+
+bool IsLocalPort(const socket_fdinfo& info) {
+  const socket_info& socket = info.psi;
+  if (socket.soi_kind != SOCKINFO_IN || socket.soi_protocol != IPPROTO_UDP) return false;
+  const in_sockinfo& bound = socket.soi_proto.pri_in;
+  if (ntohs(static_cast<std::uint16_t>(bound.insi_lport)) != kPort) return false;
+  const in_addr_t address = bound.insi_laddr.ina_46.i46a_addr4.s_addr;
+  return address == htonl(INADDR_LOOPBACK) || address == htonl(INADDR_ANY);
+}
+
+bool HasLocalPort(pid_t pid) {
+  const int size = proc_pidinfo(pid, PROC_PIDLISTFDS, 0, nullptr, 0);
+  std::vector<proc_fdinfo> files(static_cast<std::size_t>(std::max(size, 0)) / sizeof(proc_fdinfo));
+  const int got = proc_pidinfo(pid, PROC_PIDLISTFDS, 0, files.data(), size);
+  files.resize(static_cast<std::size_t>(std::max(got, 0)) / sizeof(proc_fdinfo));
+  return std::any_of(files.begin(), files.end(), [pid](const proc_fdinfo& file) {
+    socket_fdinfo info;
+    return file.proc_fdtype == PROX_FDTYPE_SOCKET &&
+           proc_pidfdinfo(pid, file.proc_fd, PROC_PIDFDSOCKETINFO, &info, sizeof(info)) ==
+               sizeof(info) &&
+           IsLocalPort(info);
+  });
+}
+
+}  // namespace
+
+std::vector<Process> ProcessesNamedAsProxy() {
+  std::vector<Process> found;
+  for (const pid_t pid : AllProcesses()) {
+    proc_bsdinfo info;
+    if (!ReadBsdInfo(pid, info) || std::strcmp(info.pbi_name, kProxyName) != 0) continue;
+    if (ArgumentCount(pid) == 1) found.push_back({pid, StartOf(info), info.pbi_uid});
+  }
+  return found;
+}
+
+bool IsAlive(const Process& process) {
+  proc_bsdinfo info;
+  return ReadBsdInfo(process.pid, info) && StartOf(info) == process.started;
+}
+
+std::vector<std::uint64_t> ThreadsOf(const Process& process) {
+  std::vector<std::uint64_t> threads(64);
+  const int size = static_cast<int>(threads.size() * sizeof(std::uint64_t));
+  const int got = proc_pidinfo(process.pid, PROC_PIDLISTTHREADS, 0, threads.data(), size);
+  threads.resize(static_cast<std::size_t>(std::max(got, 0)) / sizeof(std::uint64_t));
+  if (!IsAlive(process)) threads.clear();
+  return threads;
+}
+
+double SecondsSinceStart(const Process& process) {
+  timeval now;
+  gettimeofday(&now, nullptr);
+  return static_cast<double>(now.tv_sec) - static_cast<double>(process.started / 1000000);
+}
+
+bool HoldsLocalPort(const Process& process) { return HasLocalPort(process.pid); }
+
+PortHolder HolderOfLocalPort() {
+  for (const pid_t pid : AllProcesses()) {
+    if (!HasLocalPort(pid)) continue;
+    char name[2 * MAXCOMLEN + 1] = "";
+    proc_name(pid, name, sizeof(name));
+    return {true, pid, name};
+  }
+  return {false, 0, ""};
+}
+
+}  // namespace ctl
+
+#endif  // __APPLE__

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace ctl {
+
+/// A question that is safe to ask of anybody, the proxy included, and that a resolver answers by
+/// itself: the reverse name of 127.0.0.1 (RFC 6303). One question, a name that is not empty.
+struct ProbeQuery {
+  /// With a random id.
+  ProbeQuery();
+  std::string bytes;
+};
+
+/// Whether `response` is an answer to `query`: its id, marked as a response, and its question
+/// unless it has none at all.
+bool IsAnswerTo(const ProbeQuery& query, std::string_view response);
+
+/// Whether the answer is, byte for byte, what the proxy says when it has no method left: flags
+/// 80 03, no records, and the question. No resolver leaves out "recursion available".
+bool IsProxysNoSuchName(const ProbeQuery& query, std::string_view answer);
+
+/// What an answer says, in two or three words: "no such name", "refused", "1 record".
+std::string InWords(std::string_view answer);
+
+/// How one exchange stands.
+enum class ExchangeState { kWaiting, kAnswered, kNobodyThere, kFailed };
+
+/// One query to one address over a UDP socket of its own.
+class Exchange {
+ public:
+  /// Sends the query at once. `to` has its port.
+  explicit Exchange(const sockaddr_in& to);
+  Exchange(const Exchange&) = delete;
+  Exchange& operator=(const Exchange&) = delete;
+  ~Exchange();
+
+  ExchangeState state() const { return state_; }
+  /// The descriptor to poll for reading while waiting.
+  int descriptor() const { return socket_; }
+  /// Takes one datagram, or an error that the system reports, off the socket. What is no answer to
+  /// the query is passed over.
+  void Receive();
+
+  const ProbeQuery& query() const { return query_; }
+  const std::string& answer() const { return answer_; }
+  double milliseconds() const { return milliseconds_; }
+  /// Why it failed, in the system's words.
+  const std::string& reason() const { return reason_; }
+
+ private:
+  void Fail(int error);
+
+  ProbeQuery query_;
+  int socket_;
+  ExchangeState state_ = ExchangeState::kWaiting;
+  std::int64_t sent_at_ = 0;
+  std::string answer_;
+  double milliseconds_ = 0;
+  std::string reason_;
+};
+
+}  // namespace ctl

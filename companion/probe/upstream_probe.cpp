@@ -1,0 +1,109 @@
+#include "companion/probe/upstream_probe.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "companion/check/address_text.h"
+#include "companion/check/configuration_text.h"
+#include "companion/common/exit_status.h"
+#include "companion/common/output.h"
+#include "companion/common/shown_text.h"
+#include "companion/probe/in_milliseconds.h"
+#include "companion/probe/wait.h"
+#include "dns_proxy_mac/state/ipv4_address.h"
+
+namespace ctl {
+namespace {
+
+constexpr std::size_t kAskedAtOnce = 200;  // sockets; descriptors are often limited to 256
+
+constexpr char kCircles[] = "it is the proxy itself: queries that come to it circle for ever";
+constexpr char kWaits[] = ": queries that come to it wait until it answers";
+constexpr char kDrops[] = ": queries that come to it are dropped";
+
+struct Outcome {
+  bool answered;
+  std::string words;
+};
+
+void PrintLine(std::size_t number, const std::string& address, const Outcome& outcome) {
+  char start[64];
+  std::snprintf(start, sizeof(start), "server %zu  %-15s  ", number, address.c_str());
+  Print(start + outcome.words + '\n');
+}
+
+Outcome Judge(const Exchange& exchange, int timeout_ms) {
+  switch (exchange.state()) {
+    case ExchangeState::kAnswered:
+      return {true, "answered in " + InMilliseconds(exchange.milliseconds()) + " (" +
+                        InWords(exchange.answer()) + ")"};
+    case ExchangeState::kNobodyThere:
+      return {false, std::string("nobody listens there") + kWaits};
+    case ExchangeState::kFailed:
+      return {false, "can't be asked (" + exchange.reason() + ")" + kDrops};
+    case ExchangeState::kWaiting:
+      break;
+  }
+  return {false, "no answer within " + std::to_string(timeout_ms) + " ms" + kWaits};
+}
+
+// Why a server is not to be asked; empty when it is.
+std::string WhyNotAsked(const AddressReading& address) {
+  if (!address.accepted) return std::string("no address") + kDrops;
+  const in_addr_t number = address.address.s_addr;
+  const bool itself = number == htonl(INADDR_LOOPBACK) || number == htonl(INADDR_ANY);
+  return itself ? kCircles : "";
+}
+
+// Asks servers `begin` to `end` of the list. How many did not answer.
+std::size_t AskSome(const ServerList& servers, std::size_t begin, std::size_t end, int timeout_ms) {
+  Exchanges exchanges;
+  std::vector<Exchange*> asked;  // one per server, null where it is not to be asked
+  for (std::size_t at = begin; at < end; ++at) {
+    Exchange* exchange = nullptr;
+    if (WhyNotAsked(ReadAddress(servers[at])).empty()) {
+      const sockaddr_in to = MakeIpv4Address(servers[at].c_str(), kDnsPort);
+      exchange = exchanges.emplace_back(std::make_unique<Exchange>(to)).get();
+    }
+    asked.push_back(exchange);
+  }
+  WaitForAnswers(exchanges, timeout_ms);
+
+  std::size_t without_answer = 0;
+  for (std::size_t at = begin; at < end; ++at) {
+    const AddressReading address = ReadAddress(servers[at]);
+    const Exchange* exchange = asked[at - begin];
+    const Outcome outcome =
+        exchange == nullptr ? Outcome{false, WhyNotAsked(address)} : Judge(*exchange, timeout_ms);
+    PrintLine(at + 1, address.Dotted(), outcome);
+    if (!outcome.answered) ++without_answer;
+  }
+  return without_answer;
+}
+
+}  // namespace
+
+int ProbeUpstreams(int timeout_ms) {
+  SilenceTrace();
+  ServerFileText file;
+  ReadServers(kServerFile, file);
+  const std::string path = kServerFile;
+  if (!IsReadByProxy(file.text)) {
+    Complain(path + ": " + file.text.reason + '.');
+    return kError;
+  }
+  if (file.servers.empty()) {
+    Print("there is no server in " + path + '\n');
+    return kNo;
+  }
+  std::size_t without_answer = 0;
+  for (std::size_t at = 0; at < file.servers.size(); at += kAskedAtOnce) {
+    const std::size_t end = std::min(at + kAskedAtOnce, file.servers.size());
+    without_answer += AskSome(file.servers, at, end, timeout_ms);
+  }
+  return without_answer == 0 ? kOk : kNo;
+}
+
+}  // namespace ctl

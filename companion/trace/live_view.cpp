@@ -1,0 +1,80 @@
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "companion/common/clock.h"
+#include "companion/common/output.h"
+#include "companion/common/shown_text.h"
+#include "companion/trace/follow_view.h"
+#include "companion/trace/report.h"
+
+namespace ctl {
+namespace {
+
+// ECMA-48 control sequences, and the two private ones that every terminal of today knows.
+constexpr char kEnter[] = "\x1b[?1049h\x1b[?25l";  // a screen of its own, without a cursor
+constexpr char kLeave[] = "\x1b[?25h\x1b[?1049l";
+constexpr char kHome[] = "\x1b[H";
+constexpr char kToLineEnd[] = "\x1b[K";
+constexpr char kToScreenEnd[] = "\x1b[J";
+
+constexpr unsigned short kUsualRows = 24;
+constexpr unsigned short kUsualColumns = 80;
+
+winsize TerminalSize() {
+  winsize size{};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_row == 0 || size.ws_col == 0) {
+    size.ws_row = kUsualRows;
+    size.ws_col = kUsualColumns;
+  }
+  return size;
+}
+
+}  // namespace
+
+LiveView::LiveView(std::string source, std::size_t names)
+    : source_(std::move(source)), names_(names) {}
+
+LiveView::~LiveView() { Leave(); }
+
+void LiveView::LineComes(std::string_view /*line*/, const Tally& /*tally*/) { has_changed_ = true; }
+
+std::string LiveView::Screen(const Tally& tally) {
+  std::vector<std::string> lines = TextReport(tally, names_);
+  lines.insert(lines.begin(), {Shown(source_) + "  (Ctrl-C ends)", ""});
+  lines.resize(std::min<std::size_t>(lines.size(), rows_));
+  std::string screen = kHome;
+  for (std::size_t at = 0; at < lines.size(); ++at) {
+    screen += (at == 0 ? "" : "\r\n") + lines[at].substr(0, columns_) + kToLineEnd;
+  }
+  return screen + kToScreenEnd;
+}
+
+void LiveView::Refresh(const Tally& tally) {
+  if (MonotonicNow() < next_draw_) return;
+  const winsize size = TerminalSize();
+  const bool was_resized = size.ws_row != rows_ || size.ws_col != columns_;
+  if (!has_changed_ && !was_resized) return;
+  next_draw_ = MonotonicNow() + kBetweenDraws;
+  has_changed_ = false;
+  rows_ = size.ws_row;
+  columns_ = size.ws_col;
+  if (!is_on_screen_) Print(kEnter);
+  is_on_screen_ = true;
+  Print(Screen(tally));
+  FlushOutput();
+}
+
+void LiveView::Leave() {
+  if (is_on_screen_) Print(kLeave);
+  is_on_screen_ = false;
+}
+
+void LiveView::End(const Tally& tally) {
+  Leave();
+  for (const std::string& line : TextReport(tally, names_)) Print(line + '\n');
+}
+
+}  // namespace ctl

@@ -1,0 +1,95 @@
+"""`trace` on files of all kinds and sizes."""
+
+import json
+import os
+import resource
+import subprocess
+
+import pytest
+from harness.faults import as_user
+from trace_lines import START
+
+import ctl
+
+
+
+@pytest.mark.parametrize(
+    ("content", "lines"),
+    [(b"no trace\nat all\n", "2 lines"), (open(ctl.ctl_path(), "rb").read(1000).replace(b"\n", b""), "0 lines")],
+    ids=["text", "binary"],
+)
+def test_file_that_holds_no_trace(tmp_path, content, lines):
+    path = tmp_path / "file"
+    path.write_bytes(content)
+    result = ctl.run("trace", path)
+    assert result.stdout == ""
+    assert result.stderr == f"dns_proxy_ctl: {path} holds no trace of the proxy: {lines}, none understood.\n"
+    assert result.returncode == 1
+
+
+def test_empty_trace_is_a_trace(tmp_path):
+    result = ctl.run("trace", "/dev/null")
+    assert result.stdout.startswith("0 lines, 0 starts; the proxy was started before the first line\n")
+    assert result.returncode == 0
+
+
+@pytest.mark.parametrize(
+    ("make", "reason"),
+    [(lambda path: None, "No such file or directory"), (lambda path: path.mkdir(), "Is a directory")],
+    ids=["missing", "directory"],
+)
+def test_file_that_can_not_be_read(tmp_path, make, reason):
+    path = tmp_path / "trace"
+    make(path)
+    result = ctl.run("trace", path)
+    assert result.stderr == f"dns_proxy_ctl: {path} can't be read: {reason}.\n"
+    assert result.stdout == ""
+    assert result.returncode == 2
+
+
+def test_file_that_may_not_be_read(tmp_path):
+    path = tmp_path / "trace"
+    path.write_text(START)
+    path.chmod(0)
+    for folder in (tmp_path, tmp_path.parent, tmp_path.parent.parent):
+        os.chmod(folder, 0o755)
+    result = ctl.run("trace", path, wrapper=as_user())
+    assert result.stderr == f"dns_proxy_ctl: {path} can't be read: Permission denied.\n"
+    assert result.returncode == 2
+
+
+def test_results_that_can_not_be_written():
+    with open("/dev/full", "wb") as full:
+        result = subprocess.run(
+            [ctl.ctl_path(), "trace"], input=START.encode(), stdout=full, stderr=subprocess.PIPE, check=False
+        )
+    assert result.stderr == b"dns_proxy_ctl: The results could not be written: No space left on device.\n"
+    assert result.returncode == 74
+
+
+def test_ten_million_lines_in_fifteen_seconds():
+    query_lines = (
+        "func: thread_query(line:282) ****QureyThread***: received dns request\n"
+        "func: RecvAndProcessPacketsFromLocalApps(line:412)FromAPP: received 31 data from 127.0.0.1\n"
+        "func: RecvAndProcessPacketsFromLocalApps(line:420) pDNSHeader QuestionCount :1\n"
+        "func: RecvAndProcessPacketsFromLocalApps(line:432) received dns request............{name}\n"
+        "func: RecvAndProcessPacketsFromLocalApps(line:464)FromAPP: the request domain is {name}, id:{number}\n"
+        "func: TryNextDNSQueryMethod(line:614)TryNextDNSQueryMethod: id: {number}, bReasonIsTimeout:0\n"
+        "func: TryNextDNSQueryMethod(line:624) CurrentDNSMethodIndex: 1, DnsListSize:3\n"
+        "**********hostmap****TryNextDNSQueryMethod: iCurrentDNSMethodType:0(0: dns, 1:hostmap)\n"
+        "func: RecvAndProcessPacketsFromDNSServer(line:325) FromDNSServer: recv 47 data from 10.0.0.8\n"
+        "func: RecvAndProcessPacketsFromDNSServer(line:367) domain {name} received answer 10.0.0.1 from 10.0.0.8, "
+        "we have to delete id:{number}\n"
+    )
+    thousand = "".join(query_lines.format(name=f"h{at}.example.net", number=at) for at in range(1000))
+    before = resource.getrusage(resource.RUSAGE_CHILDREN)
+    reader = ctl.start("trace", "--json", stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+    reader.stdin.write(START.encode())
+    for _ in range(1000):
+        reader.stdin.write(thousand.encode())
+    result = json.loads(reader.communicate()[0])
+    after = resource.getrusage(resource.RUSAGE_CHILDREN)
+    assert result["lines"] == 10_000_010
+    assert result["not_understood"] == 0
+    assert result["queries"]["answered"] == 1_000_000
+    assert after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime < 15

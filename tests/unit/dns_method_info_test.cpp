@@ -1,0 +1,35 @@
+#include "dns_proxy_mac/state/dns_method_info.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/unit/wire.h"
+
+TEST(DNSMethodInfoTest, ServerIsAskedAtPort53OfItsAddress) {
+  const DNSMethodInfo method = MakeServerMethod("192.0.2.1");
+  EXPECT_EQ(method.iDNSMethodType, 0);
+  EXPECT_EQ(WireAt(&method.ServerAddr, 16), "02 00 00 35 C0 00 02 01 00 00 00 00 00 00 00 00"_wire);
+  EXPECT_EQ(method.iParam, 1000);
+}
+
+TEST(DNSMethodInfoTest, HostMapIsAllZeroButItsType) {
+  const DNSMethodInfo method = MakeHostMapMethod();
+  EXPECT_EQ(method.iDNSMethodType, 1);
+  EXPECT_EQ(WireAt(&method.ServerAddr, 16), Repeated(16, 0));
+  EXPECT_EQ(method.iParam, 0);
+}
+
+TEST(DNSMethodInfoTest, TextThatIsNoAddressGivesTheAllOnesAddress) {
+  for (const char* text : {"", "dns.example", "192.0.2.1:53", "::1"}) {
+    const DNSMethodInfo method = MakeServerMethod(text);
+    EXPECT_EQ(WireAt(&method.ServerAddr, 16),
+              "02 00 00 35 FF FF FF FF 00 00 00 00 00 00 00 00"_wire)
+        << text;
+  }
+}
+
+TEST(DNSMethodInfoTest, RecordIsTypeAddressAndParameterInTurn) {
+  EXPECT_EQ(sizeof(DNSMethodInfo), 24U);
+  const DNSMethodInfo method = MakeServerMethod("192.0.2.1");
+  EXPECT_EQ(WireAt(&method, 24),
+            "00 00 00 00 02 00 00 35 C0 00 02 01 00 00 00 00 00 00 00 00 E8 03 00 00"_wire);
+}

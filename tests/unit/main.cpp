@@ -1,0 +1,14 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+// The report goes to a copy of standard output, because descriptor 1 belongs to the trace: tests
+// lead it into files and pipes and close it.
+int main(int argc, char** argv) {
+  ::testing::InitGoogleTest(&argc, argv);
+  std::FILE* const report = fdopen(dup(STDOUT_FILENO), "w");
+  if (report == nullptr) return 1;
+  stdout = report;
+  return RUN_ALL_TESTS();
+}

@@ -1,0 +1,162 @@
+#include <cerrno>
+
+#include "tests/unit/child_process.h"
+#include "tests/unit/program.h"
+#include "tests/unit/proxy_fixture.h"
+
+namespace {
+
+using system_calls::Call;
+using system_calls::kSystem;
+
+// Statuses of a child that saw what it must not see.
+constexpr int kStateLeftOver = 98;
+constexpr int kAskedForASocket = 99;
+
+// The entry, in a child process, without threads unless a test lets them run.
+class Main : public SharedObjectsTest {
+ protected:
+  // Runs the program to its end; `status` and `output` are what it left.
+  void Run(const char* servers, const char* host_map) {
+    ChildProcess child([=] { return RunProgramWith(servers, host_map); });
+    status = child.Wait();
+    output = child.rest;
+  }
+
+  int status = -1;
+  std::string output;
+};
+
+}  // namespace
+
+TEST_F(Main, NothingConfiguredEndsWithStatusZeroAndOpensNoSocket) {
+  ChildProcess child([] {
+    const system_calls::Recording recording;
+    const int result = RunProgramWith(nullptr, nullptr);
+    for (const std::string& call : recording.Calls()) {
+      if (call.find("socket") == 0) return kAskedForASocket;
+    }
+    return result;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_EQ(child.rest,
+            "dnsproxy: dns_size:0, hostmap_size:0\n"
+            "func: main(line:79) StartDnsSrv failed\n");
+}
+
+TEST_F(Main, FilesWithoutEntriesAreNothingConfigured) {
+  Run("", ":1.2.3.4\n:\n");
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(output,
+            "read hostmap: :1.2.3.4\n"
+            "read hostmap: :\n"
+            "dnsproxy: dns_size:0, hostmap_size:0\n"
+            "func: main(line:79) StartDnsSrv failed\n");
+}
+
+TEST_F(Main, HostMapAloneStartsTheServiceWithoutServers) {
+  system_calls::SubstituteThreads();
+  Run(nullptr, "mail.local:10.1.2.3\n");
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(output,
+            "read hostmap: mail.local:10.1.2.3\n"
+            "dnsproxy: dns_size:0, hostmap_size:1\n"
+            "func: StartDnsSrv(line:118) bind 127.0.0.1:53 success\n"
+            "func: StartDnsSrv(line:124) Add host map: mail.local -> 10.1.2.3\n"
+            "func: StartDnsSrv(line:154) pthread_create g_thread_answer success\n"
+            "func: StartDnsSrv(line:161) pthread_create thread_query success\n"
+            "func: main(line:90) StartDnsSrv success\n");
+}
+
+TEST_F(Main, ServersAloneStartTheServiceWithoutAHostMap) {
+  system_calls::SubstituteThreads();
+  Run("192.0.2.1\n\n", nullptr);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(output,
+            "read dns: 192.0.2.1\n"
+            "read dns: \n"
+            "dnsproxy: dns_size:2, hostmap_size:0\n"
+            "func: StartDnsSrv(line:118) bind 127.0.0.1:53 success\n"
+            "func: StartDnsSrv(line:136) Add KQ DNS to list: 192.0.2.1\n"
+            "func: StartDnsSrv(line:136) Add KQ DNS to list: \n"
+            "func: StartDnsSrv(line:154) pthread_create g_thread_answer success\n"
+            "func: StartDnsSrv(line:161) pthread_create thread_query success\n"
+            "func: main(line:90) StartDnsSrv success\n");
+}
+
+TEST_F(Main, OddHostMapLinesAreLoadedAsTheyAreRead) {
+  system_calls::SubstituteThreads();
+  Run(nullptr, "a.example:1.2.3.4:53\nlocalhost\n\n:1.2.3.4\nb.example:1.2.3.5\r\n");
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(output,
+            "read hostmap: a.example:1.2.3.4:53\n"
+            "read hostmap: localhost\n"
+            "read hostmap: \n"
+            "read hostmap: :1.2.3.4\n"
+            "read hostmap: b.example:1.2.3.5\r\n"
+            "dnsproxy: dns_size:0, hostmap_size:4\n"
+            "func: StartDnsSrv(line:118) bind 127.0.0.1:53 success\n"
+            "func: StartDnsSrv(line:124) Add host map: a.example -> 1.2.3.4:53\n"
+            "func: StartDnsSrv(line:124) Add host map: localhost -> localhost\n"
+            "func: StartDnsSrv(line:124) Add host map:  -> \n"
+            "func: StartDnsSrv(line:124) Add host map: b.example -> 1.2.3.5\r\n"
+            "func: StartDnsSrv(line:154) pthread_create g_thread_answer success\n"
+            "func: StartDnsSrv(line:161) pthread_create thread_query success\n"
+            "func: main(line:90) StartDnsSrv success\n");
+}
+
+TEST_F(Main, PortThatIsTakenEndsWithStatusOne) {
+  const UdpPeer holder("127.0.0.1", 53);
+  Run("192.0.2.1\n", nullptr);
+  EXPECT_EQ(status, 1);
+  EXPECT_EQ(output,
+            "read dns: 192.0.2.1\n"
+            "dnsproxy: dns_size:1, hostmap_size:0\n"
+            "func: StartDnsSrv(line:115) bind 127.0.0.1:53 failed\n"
+            "func: main(line:86) StartDnsSrv failed\n");
+}
+
+TEST_F(Main, SocketThatCannotBeCreatedEndsWithStatusOne) {
+  system_calls::Substitute(Call::kSocket, {{-1, EMFILE}});
+  Run("192.0.2.1\n", nullptr);
+  EXPECT_EQ(status, 1);
+  EXPECT_EQ(output,
+            "read dns: 192.0.2.1\n"
+            "dnsproxy: dns_size:1, hostmap_size:0\n"
+            "func: StartDnsSrv(line:103) socket invalid\n"
+            "func: main(line:86) StartDnsSrv failed\n");
+}
+
+TEST_F(Main, AnswerThreadThatCannotBeCreatedEndsWithStatusOne) {
+  system_calls::Substitute(Call::kPthreadCreate, {{EAGAIN}});
+  Run("192.0.2.1\n", nullptr);
+  EXPECT_EQ(status, 1);
+  EXPECT_THAT(output, ::testing::EndsWith(
+                          "func: StartDnsSrv(line:151) pthread_create g_thread_answer failed\n"
+                          "func: main(line:86) StartDnsSrv failed\n"));
+}
+
+TEST_F(Main, QueryThreadThatCannotBeCreatedEndsWithStatusOneAndEveryLineOnce) {
+  system_calls::Substitute(Call::kPthreadCreate, {kSystem, {EAGAIN}});
+  Run("192.0.2.1\n", nullptr);
+  EXPECT_EQ(status, 1);
+  EXPECT_EQ(output,
+            "read dns: 192.0.2.1\n"
+            "dnsproxy: dns_size:1, hostmap_size:0\n"
+            "func: StartDnsSrv(line:118) bind 127.0.0.1:53 success\n"
+            "func: StartDnsSrv(line:136) Add KQ DNS to list: 192.0.2.1\n"
+            "func: StartDnsSrv(line:154) pthread_create g_thread_answer success\n"
+            "func: StartDnsSrv(line:158) pthread_create thread_query failed\n"
+            "func: main(line:86) StartDnsSrv failed\n");
+}
+
+TEST_F(Main, StartsWithIdZeroAndAnEmptyHostMap) {
+  g_QueryID = 77;
+  AddHost("left.over", "10.9.9.9");
+  system_calls::SubstituteThreads();
+  ChildProcess child([] {
+    const int result = RunProgramWith("192.0.2.1\n", nullptr);
+    return g_QueryID == 0 && g_Hostmaps.mapHosts.empty() ? result : kStateLeftOver;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+}

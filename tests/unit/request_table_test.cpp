@@ -1,0 +1,191 @@
+#include "dns_proxy_mac/state/request_table.h"
+
+#include <cerrno>
+#include <memory>
+
+#include "tests/unit/proxy_fixture.h"
+
+namespace {
+
+sockaddr_in Application() {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(40000);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  return address;
+}
+
+DnsRequest* Record(std::uint16_t id, const char* domain) {
+  RequestInFlight wanted;
+  wanted.id = id;
+  wanted.domain = domain;
+  wanted.methods = {HostMapMethod()};
+  return NewRequest(wanted, Application());
+}
+
+}  // namespace
+
+TEST(RequestTableTest, FindOnAnEmptyTableReturnsFalseAndTheEnd) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  RequestTable::Iterator found;
+  EXPECT_FALSE(table.Find(0, found));
+  EXPECT_TRUE(found == table.mapRequests.end());
+}
+
+TEST(RequestTableTest, FindOfAnotherIdReturnsFalseAndTheEnd) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  table.Add(Record(7, "filed"));
+  RequestTable::Iterator found = table.mapRequests.begin();
+  EXPECT_FALSE(table.Find(8, found));
+  EXPECT_TRUE(found == table.mapRequests.end());
+}
+
+TEST(RequestTableTest, FindHandsOutTheFiledRecordItself) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  DnsRequest* const record = Record(7, "filed");
+  table.Add(record);
+  RequestTable::Iterator found;
+  ASSERT_TRUE(table.Find(7, found));
+  EXPECT_EQ(found->first, 7);
+  EXPECT_EQ(found->second, record);
+}
+
+TEST(RequestTableTest, SecondRecordOfAnIdIsNeitherFiledNorFreed) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  DnsRequest* const first = Record(7, "first");
+  const std::unique_ptr<DnsRequest> second(Record(7, "second"));
+  table.Add(first);
+  table.Add(second.get());
+  RequestTable::Iterator found;
+  ASSERT_TRUE(table.Find(7, found));
+  EXPECT_EQ(found->second, first);
+  EXPECT_EQ(found->second->strDomain, "first");
+  EXPECT_EQ(table.mapRequests.size(), 1U);
+  EXPECT_EQ(second->strDomain, "second");  // still there, and freed by the test alone
+}
+
+TEST(RequestTableTest, RecordsAreFiledUnderTheSmallestAndTheLargestId) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  table.Add(Record(0, "smallest"));
+  table.Add(Record(65535, "largest"));
+  RequestTable::Iterator found;
+  ASSERT_TRUE(table.Find(0, found));
+  EXPECT_EQ(found->second->strDomain, "smallest");
+  ASSERT_TRUE(table.Find(65535, found));
+  EXPECT_EQ(found->second->strDomain, "largest");
+}
+
+TEST(RequestTableTest, DeleteRemovesTheEntry) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  table.Add(Record(7, "deleted"));
+  table.Add(Record(8, "kept"));
+  table.Delete(7);
+  RequestTable::Iterator found;
+  EXPECT_FALSE(table.Find(7, found));
+  EXPECT_TRUE(table.Find(8, found));
+}
+
+TEST(RequestTableTest, DeleteOfAnIdThatIsNotFiledChangesNothing) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  table.Add(Record(7, "kept"));
+  table.Delete(8);
+  EXPECT_EQ(table.mapRequests.size(), 1U);
+}
+
+TEST(RequestTableTest, RecordCopyingDeleteHandsOutAnEqualRecordOnce) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  DnsRequest* const record = Record(7, "mail.local");
+  record->bSpare = true;
+  table.Add(record);
+  DnsRequest removed;
+  EXPECT_TRUE(table.Delete(7, removed));
+  EXPECT_EQ(removed.usId, 7);
+  EXPECT_EQ(removed.strDomain, "mail.local");
+  EXPECT_EQ(removed.iQueryPacketLen, 28);
+  EXPECT_EQ(WireAt(&removed.usClientId, 2), "AB CD"_wire);
+  ASSERT_EQ(removed.vecMethods.size(), 1U);
+  EXPECT_EQ(removed.vecMethods[0].iDNSMethodType, 1);
+  EXPECT_TRUE(removed.bSpare);
+  EXPECT_TRUE(table.mapRequests.empty());
+
+  removed.strDomain = "as it was";
+  EXPECT_FALSE(table.Delete(7, removed));
+  EXPECT_EQ(removed.strDomain, "as it was");
+}
+
+TEST(RequestTableTest, AddressCopyingDeleteHandsOutWhereTheAnswerGoesOnce) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  table.Add(Record(7, "mail.local"));
+  std::uint16_t client_id = 0;
+  sockaddr address{};
+  EXPECT_TRUE(table.Delete(7, client_id, address));
+  EXPECT_EQ(WireAt(&client_id, 2), "AB CD"_wire);
+  const sockaddr_in expected = Application();
+  EXPECT_EQ(WireAt(&address, 16), WireAt(&expected, 16));
+  EXPECT_TRUE(table.mapRequests.empty());
+
+  client_id = 0x7777;
+  address = sockaddr{};
+  EXPECT_FALSE(table.Delete(7, client_id, address));
+  EXPECT_EQ(client_id, 0x7777);
+  EXPECT_EQ(WireAt(&address, 16), Repeated(16, 0));
+}
+
+TEST(RequestTableTest, ClearOnAnEmptyTableDoesNothing) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  table.Clear();
+  EXPECT_TRUE(table.mapRequests.empty());
+}
+
+TEST(RequestTableTest, AfterClearEveryFindReturnsFalse) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  for (std::uint16_t id = 0; id < 100; ++id) table.Add(Record(id, "cleared"));
+  table.Clear();
+  RequestTable::Iterator found;
+  for (std::uint16_t id = 0; id < 100; ++id) EXPECT_FALSE(table.Find(id, found));
+}
+
+TEST(RequestTableTest, DestructionFreesWhatIsFiledOrTheLeakCheckReportsIt) {
+  RequestTable table;
+  const RequestTableGuard guard(table);  // given back before the table goes
+  table.Add(Record(7, "freed"));
+}
+
+TEST(RequestTableTest, EntriesWithoutARecordAreRemovedLikeAnyOther) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  table.mapRequests[7] = nullptr;
+  table.mapRequests[8] = nullptr;
+  table.Delete(7);
+  EXPECT_EQ(table.mapRequests.size(), 1U);
+  table.Clear();
+  EXPECT_TRUE(table.mapRequests.empty());
+}
+
+TEST(RequestTableGuardTest, HoldsTheMutexForTheLengthOfItsScope) {
+  RequestTable table;
+  {
+    const RequestTableGuard guard(table);
+    EXPECT_EQ(pthread_mutex_trylock(&table.mutex), EBUSY);
+  }
+  EXPECT_EQ(pthread_mutex_trylock(&table.mutex), 0);
+  pthread_mutex_unlock(&table.mutex);
+}
+
+TEST(RequestTableGuardTest, TableHeldUntilExitIsNotGivenBack) {
+  RequestTable table;
+  HoldRequestTableUntilExit(table);
+  EXPECT_EQ(pthread_mutex_trylock(&table.mutex), EBUSY);
+  pthread_mutex_unlock(&table.mutex);
+}

@@ -1,0 +1,39 @@
+#include "dns_proxy_mac/state/shared_objects.h"
+
+#include <algorithm>
+
+#include "tests/unit/child_process.h"
+#include "tests/unit/proxy_fixture.h"
+
+namespace {
+
+class SharedObjects : public SharedObjectsTest {};
+
+}  // namespace
+
+TEST_F(SharedObjects, AreRegisteredForDestructionInTheOrderOfTheirConstruction) {
+  const std::vector<const void*> ours = {&g_Hostmaps, &g_DnsMethodList, &g_DnsRequestTable};
+  std::vector<const void*> registered;
+  for (const void* object : system_calls::RegisteredForExit()) {
+    if (std::find(ours.begin(), ours.end(), object) != ours.end()) registered.push_back(object);
+  }
+  EXPECT_EQ(registered, ours);
+}
+
+TEST_F(SharedObjects, BeginWithoutRequestsHostsMethodsOrSockets) {
+  EXPECT_TRUE(g_Hostmaps.mapHosts.empty());
+  EXPECT_TRUE(g_DnsMethodList.empty());
+  EXPECT_EQ(RequestsInFlight(), 0U);
+  EXPECT_EQ(g_QueryID, 0);
+}
+
+TEST_F(SharedObjects, RequestsStillInFlightAreFreedAtExit) {
+  // Under the leak check the child's status would tell.
+  ChildProcess child([this] {
+    AddHost("mail.local", "10.1.2.3");
+    const RequestTableGuard guard(g_DnsRequestTable);
+    g_DnsRequestTable.Add(NewRequest(RequestInFlight(), sockaddr_in{}));
+    return 0;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+}

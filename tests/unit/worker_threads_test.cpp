@@ -1,0 +1,176 @@
+#include "dns_proxy_mac/startup/worker_threads.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "tests/unit/proxy_fixture.h"
+
+namespace {
+
+using system_calls::Call;
+using system_calls::kSystem;
+using ::testing::ElementsAre;
+
+// The bodies of the threads, run on the test's own thread until they end.
+class Workers : public ProxyTest {};
+
+const Wire kTooShort = "07 00 81 80 00 01 00 01 00 00 00"_wire;
+
+}  // namespace
+
+TEST_F(Workers, AnswerThreadEndsWhenItsSocketIsMinusOne) {
+  g_SockToDNSServers = -1;
+  EXPECT_EQ(thread_answer(nullptr), nullptr);
+  EXPECT_EQ(
+      trace_.Written(),
+      "func: thread_answer(line:222) Socket SockToDNSServers is invalid, AnswerThread exit\n");
+}
+
+TEST_F(Workers, QueryThreadEndsWhenItsSocketIsMinusOne) {
+  g_SockToClientApps = -1;
+  EXPECT_EQ(thread_query(nullptr), nullptr);
+  EXPECT_EQ(trace_.Written(),
+            "func: thread_query(line:264) Socket SockToClientApps is invalid, QueryThread exit\n");
+}
+
+TEST_F(Workers, AnswerThreadEndsWhenTheFirstLookFails) {
+  system_calls::Substitute(Call::kSelect, {{-1, EBADF}});
+  EXPECT_EQ(thread_answer(nullptr), nullptr);
+  EXPECT_EQ(trace_.Written(), "func: thread_answer(line:230) AnswerThread: select failed. exit.\n");
+}
+
+TEST_F(Workers, AnswerThreadEndsWhenTheWaitFails) {
+  system_calls::Substitute(Call::kSelect, {{0}, {-1, EBADF}});
+  EXPECT_EQ(thread_answer(nullptr), nullptr);
+  EXPECT_EQ(trace_.Written(), "func: thread_answer(line:230) AnswerThread: select failed. exit.\n");
+}
+
+TEST_F(Workers, AnswerThreadGoesOnAfterATimeout) {
+  system_calls::Substitute(Call::kSelect, {{0}, {0}, {0}, {0}, {-1, EBADF}});
+  EXPECT_EQ(thread_answer(nullptr), nullptr);
+  EXPECT_EQ(trace_.Written(),
+            "func: thread_answer(line:235) AnswerThread: select timeout.\n"
+            "func: thread_answer(line:235) AnswerThread: select timeout.\n"
+            "func: thread_answer(line:230) AnswerThread: select failed. exit.\n");
+}
+
+TEST_F(Workers, QueryThreadEndsWhenTheFirstLookFails) {
+  system_calls::Substitute(Call::kSelect, {{-1, EBADF}});
+  EXPECT_EQ(thread_query(nullptr), nullptr);
+  EXPECT_EQ(trace_.Written(), "func: thread_query(line:273) QureyThread: select failed. exit\n");
+}
+
+TEST_F(Workers, QueryThreadEndsWhenTheWaitFails) {
+  system_calls::Substitute(Call::kSelect, {{0}, {-1, EBADF}});
+  EXPECT_EQ(thread_query(nullptr), nullptr);
+  EXPECT_EQ(trace_.Written(), "func: thread_query(line:273) QureyThread: select failed. exit\n");
+}
+
+TEST_F(Workers, QueryThreadEndsOnATimeoutToo) {
+  system_calls::Substitute(Call::kSelect, {{0}, {0}});
+  EXPECT_EQ(thread_query(nullptr), nullptr);
+  EXPECT_EQ(trace_.Written(), "func: thread_query(line:273) QureyThread: select failed. exit\n");
+}
+
+TEST_F(Workers, EventThatIsNotOfTheSocketIsTracedAndHandedToNobody) {
+  system_calls::Substitute(Call::kSelect, {{1}, {-1, EBADF}, {1}, {-1, EBADF}});
+  thread_answer(nullptr);
+  thread_query(nullptr);
+  EXPECT_EQ(trace_.Written(),
+            "func: thread_answer(line:239) AnswerThread: received dns response.\n"
+            "func: thread_answer(line:230) AnswerThread: select failed. exit.\n"
+            "func: thread_query(line:282) ****QureyThread***: received dns request\n"
+            "func: thread_query(line:273) QureyThread: select failed. exit\n");
+}
+
+TEST_F(Workers, AnswerThreadEndsWithALineWhenTheRelayRefuses) {
+  Respond(server_a, kTooShort);
+  EXPECT_EQ(thread_answer(nullptr), nullptr);
+  EXPECT_EQ(
+      trace_.Written(),
+      "func: thread_answer(line:239) AnswerThread: received dns response.\n"
+      "func: RecvAndProcessPacketsFromDNSServer(line:325) FromDNSServer: recv 11 data from 127.0.0.2\n"
+      "func: RecvAndProcessPacketsFromDNSServer(line:327) FromDNSServer: do_answer: answer too short: 11, from: 127.0.0.2\n"
+      "func: thread_answer(line:245) RecvAndProcessPacketsFromDNSServer failed, exit.\n");
+}
+
+TEST_F(Workers, QueryThreadEndsWithoutALineWhenTheIntakeRefuses) {
+  Ask("AB CD"_wire);
+  EXPECT_EQ(thread_query(nullptr), nullptr);
+  EXPECT_EQ(
+      trace_.Written(),
+      "func: thread_query(line:282) ****QureyThread***: received dns request\n"
+      "func: RecvAndProcessPacketsFromLocalApps(line:412)FromAPP: received 2 data from 127.0.0.1\n"
+      "func: RecvAndProcessPacketsFromLocalApps(line:415)FromAPP: query too short from 127.0.0.1\n");
+}
+
+TEST_F(Workers, OneDatagramIsHandledATurn) {
+  Respond(server_a, "07 00 81 80 00 01 00 01 00 00 00 00"_wire);
+  Respond(server_b, "08 00 81 80 00 01 00 01 00 00 00 00"_wire);
+  Respond(server_a, kTooShort);
+  thread_answer(nullptr);
+  EXPECT_EQ(
+      trace_.Written(),
+      "func: thread_answer(line:239) AnswerThread: received dns response.\n"
+      "func: RecvAndProcessPacketsFromDNSServer(line:325) FromDNSServer: recv 12 data from 127.0.0.2\n"
+      "func: RecvAndProcessPacketsFromDNSServer(line:338) rsp from: 127.0.0.2, id: 7, request not found\n"
+      "func: thread_answer(line:239) AnswerThread: received dns response.\n"
+      "func: RecvAndProcessPacketsFromDNSServer(line:325) FromDNSServer: recv 12 data from 127.0.0.3\n"
+      "func: RecvAndProcessPacketsFromDNSServer(line:338) rsp from: 127.0.0.3, id: 8, request not found\n"
+      "func: thread_answer(line:239) AnswerThread: received dns response.\n"
+      "func: RecvAndProcessPacketsFromDNSServer(line:325) FromDNSServer: recv 11 data from 127.0.0.2\n"
+      "func: RecvAndProcessPacketsFromDNSServer(line:327) FromDNSServer: do_answer: answer too short: 11, from: 127.0.0.2\n"
+      "func: thread_answer(line:245) RecvAndProcessPacketsFromDNSServer failed, exit.\n");
+}
+
+TEST_F(Workers, QueriesAreServedUntilOneIsRefused) {
+  Ask("AB CD 01 00 00 01 00 00 00 00 00 00 01 'a' 00 00 01 00 01"_wire);
+  Ask("12 34 01 00 00 01 00 00 00 00 00 00 01 'b' 00 00 01 00 01"_wire);
+  Ask(""_wire);
+  Ask("56 78 01 00 00 01 00 00 00 00 00 00 01 'c' 00 00 01 00 01"_wire);
+  thread_query(nullptr);
+  EXPECT_EQ(application.Receive(),
+            "AB CD 80 03 00 01 00 00 00 00 00 00 01 'a' 00 00 01 00 01"_wire);
+  EXPECT_EQ(application.Receive(),
+            "12 34 80 03 00 01 00 00 00 00 00 00 01 'b' 00 00 01 00 01"_wire);
+  EXPECT_TRUE(application.HasNothing());
+}
+
+TEST_F(Workers, TraceIsWrittenBeforeAWaitWithoutLimitAndNotWhileThereIsWork) {
+  Ask("AB CD 01 00 00 01 00 00 00 00 00 00 01 'a' 00 00 01 00 01"_wire);
+  system_calls::Substitute(Call::kSelect, {kSystem, {0}, {-1, EBADF}});
+  const std::string descriptors = std::to_string(apps_socket + 1);
+  const system_calls::Recording recording;
+  thread_query(nullptr);
+  const std::vector<std::string> calls = recording.Calls();
+  ASSERT_EQ(calls.size(), 7U);
+  EXPECT_EQ(calls[0], "select up to " + descriptors + ", at once");
+  EXPECT_THAT(calls[1], ::testing::StartsWith("recvfrom"));
+  EXPECT_THAT(calls[2], ::testing::StartsWith("sendto"));
+  EXPECT_EQ(calls[3], "select up to " + descriptors + ", at once");
+  EXPECT_THAT(calls[4], ::testing::StartsWith("write 1: "));
+  EXPECT_EQ(calls[5], "select up to " + descriptors + ", no timeout");
+  EXPECT_THAT(calls[6], ::testing::StartsWith("write 1: "));
+}
+
+TEST_F(Workers, DescriptorBeyondTheSetIsAFailedSelect) {
+  rlimit files{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &files), 0);
+  files.rlim_cur = files.rlim_max;
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
+  const int beyond = fcntl(apps_socket, F_DUPFD, 1024);
+  ASSERT_GE(beyond, 1024);
+  g_SockToClientApps = beyond;
+  g_SockToDNSServers = beyond;
+  const system_calls::Recording recording;
+  thread_query(nullptr);
+  thread_answer(nullptr);
+  EXPECT_THAT(recording.Calls(), ::testing::Each(::testing::StartsWith("write")));
+  EXPECT_EQ(trace_.Written(),
+            "func: thread_query(line:273) QureyThread: select failed. exit\n"
+            "func: thread_answer(line:230) AnswerThread: select failed. exit.\n");
+  close(beyond);
+}

@@ -14,9 +14,10 @@ namespace {
 
 constexpr char kReverseLookupMark[] = ".in-addr.arpa";
 
-// One datagram and, behind it, the zero bytes that a label running past it is completed from.
+// One datagram and, behind it, the zero bytes that a label running past it is completed from. Only
+// those are zeroed that the decoder can reach.
 struct ReceivedQuery {
-  char bytes[kDatagramCapacity + kLabelOverrun] = {};
+  char bytes[kDatagramCapacity + kLabelOverrun];
   int length = 0;
   SenderAddress sender;
 };
@@ -82,9 +83,11 @@ std::unique_ptr<DnsRequest> MakeRequest(ReceivedQuery& query, const Question& qu
 // advanced, and the new query is lost with its record: ids are not looked up before they are used.
 void FileAndStart(std::unique_ptr<DnsRequest> request, const Question& question) {
   const std::uint16_t id = request->usId;
-  const RequestTableGuard guard(g_DnsRequestTable);
-  request->vecMethods = g_DnsMethodList;
-  g_DnsRequestTable.Add(request.release());
+  {
+    const RequestTableGuard guard(g_DnsRequestTable);
+    request->vecMethods = g_DnsMethodList;
+    g_DnsRequestTable.Add(request.release());
+  }
   trace::RequestFiled(question.name, id);
   TryNextDNSQueryMethod(id, false);
 }
@@ -103,6 +106,7 @@ int RecvAndProcessPacketsFromLocalApps(int sock) {
     trace::NoQueryReceived();
     return 0;
   }
+  std::memset(query.bytes + query.length, 0, kLabelOverrun);
   const AddressText from(query.sender);
   trace::QueryReceived(query.length, from.c_str());
   if (!HeaderIsAccepted(query, from.c_str())) return 0;

@@ -1,7 +1,8 @@
 #include "dns_proxy_mac/engine/method_fallback.h"
 
 #include <cerrno>
-#include <string>
+#include <cstring>
+#include <memory>
 
 #include "dns_proxy_mac/engine/socket_address.h"
 #include "dns_proxy_mac/engine/synthesized_responses.h"
@@ -9,54 +10,56 @@
 
 namespace {
 
-void ForwardToServer(const DnsRequest& request, const DNSMethodInfo& method)
-    REQUIRES(g_DnsRequestTable) {
-  const std::uint16_t id = request.usId;
-  if (!SendDatagram(g_SockToDNSServers, request.QueryPacket, request.iQueryPacketLen,
-                    method.ServerAddr)) {
-    trace::ForwardFailed(id, static_cast<unsigned>(errno));
-    g_DnsRequestTable.Delete(id);
+// A query on its way to a server: a copy, because the record stays filed and belongs to whoever
+// holds the lock.
+struct Forward {
+  Forward(const DnsRequest& request, const DNSMethodInfo& method)
+      : length(request.iQueryPacketLen), server(method.ServerAddr) {
+    std::memcpy(packet, request.QueryPacket, static_cast<std::size_t>(length));
   }
+
+  char packet[kDatagramCapacity];
+  std::int32_t length;
+  sockaddr server;
+};
+
+void SendToServer(std::uint16_t id, const Forward& forward) {
+  if (SendDatagram(g_SockToDNSServers, forward.packet, forward.length, forward.server)) return;
+  trace::ForwardFailed(id, static_cast<unsigned>(errno));
+  const RequestTableGuard guard(g_DnsRequestTable);
+  g_DnsRequestTable.Delete(id);
 }
 
 bool SendToApplication(const DnsRequest& request, const char* response) {
   return SendDatagram(g_SockToClientApps, response, request.iQueryPacketLen, request.ClientAddr);
 }
 
-void AnswerFromHostMap(DnsRequest& request, const HostRespData& record)
-    REQUIRES(g_DnsRequestTable) {
-  const std::uint16_t id = request.usId;
+void AnswerFromHostMap(DnsRequest& request, const HostRespData& record) {
   BuildHostMapAnswer(request, record);
-  trace::FoundInHostMap(request.strDomain.c_str(), record.Address(), id);
+  trace::FoundInHostMap(request.strDomain.c_str(), record.Address(), request.usId);
   if (!SendToApplication(request, request.QueryPacket)) trace::HostMapAnswerNotSent();
-  g_DnsRequestTable.Delete(id);
 }
 
-void AskHostMap(DnsRequest& request) REQUIRES(g_DnsRequestTable) {
-  HostRespData* record = nullptr;
-  const char* name = request.strDomain.c_str();  // what is looked up ends at the first NUL
-  // A query that leaves no room for the record is passed on to the servers like a miss.
-  if (g_Hostmaps.Find(name, record) && HostMapAnswerFits(request)) {
-    AnswerFromHostMap(request, *record);
-    return;
-  }
-  ++request.CurrentDNSMethodIndex;
-  TryNextDNSQueryMethod(request.usId, false);
-}
-
-void AnswerNoSuchName(const DnsRequest& request) REQUIRES(g_DnsRequestTable) {
-  const std::uint16_t id = request.usId;
+void AnswerNoSuchName(const DnsRequest& request) {
   trace::MethodsExhausted();
   char response[kDatagramCapacity];
   BuildNoSuchNameResponse(request, response);
-  if (!SendToApplication(request, response)) trace::NoSuchNameNotSent(id);
-  g_DnsRequestTable.Delete(id);
+  if (!SendToApplication(request, response)) trace::NoSuchNameNotSent(request.usId);
+}
+
+// The host map's record for the request's name; null on a miss. A query that leaves no room for the
+// record is passed on to the servers like a miss.
+const HostRespData* FindInHostMap(const DnsRequest& request) {
+  HostRespData* record = nullptr;
+  const char* name = request.strDomain.c_str();  // what is looked up ends at the first NUL
+  return g_Hostmaps.Find(name, record) && HostMapAnswerFits(request) ? record : nullptr;
 }
 
 }  // namespace
 
 void TryNextDNSQueryMethod(std::uint16_t id, bool bReasonIsTimeout) {
   trace::NextMethodTried(id, bReasonIsTimeout);
+  RequestTableGuard guard(g_DnsRequestTable);
   RequestTable::Iterator found;
   if (!g_DnsRequestTable.Find(id, found)) {
     trace::RequestToAdvanceNotFound(id);
@@ -66,14 +69,28 @@ void TryNextDNSQueryMethod(std::uint16_t id, bool bReasonIsTimeout) {
   const auto list_size = static_cast<std::uint16_t>(request.vecMethods.size());
   trace::MethodPosition(request.CurrentDNSMethodIndex, list_size);
   if (request.CurrentDNSMethodIndex >= list_size) {
-    AnswerNoSuchName(request);
+    const std::unique_ptr<DnsRequest> refused = g_DnsRequestTable.Take(id);
+    guard.Release();
+    AnswerNoSuchName(*refused);
     return;
   }
   const DNSMethodInfo& method = request.vecMethods[request.CurrentDNSMethodIndex];
   trace::MethodType(method.iDNSMethodType);
   if (method.iDNSMethodType == kMethodDnsServer) {
-    ForwardToServer(request, method);
-  } else if (method.iDNSMethodType == kMethodHostMap) {
-    AskHostMap(request);
+    const Forward forward(request, method);
+    guard.Release();
+    SendToServer(id, forward);
+    return;
   }
+  if (method.iDNSMethodType != kMethodHostMap) return;
+  const HostRespData* record = FindInHostMap(request);
+  if (record == nullptr) {
+    ++request.CurrentDNSMethodIndex;
+    guard.Release();
+    TryNextDNSQueryMethod(id, false);
+    return;
+  }
+  const std::unique_ptr<DnsRequest> answered = g_DnsRequestTable.Take(id);
+  guard.Release();
+  AnswerFromHostMap(*answered, *record);
 }

@@ -10,6 +10,7 @@
 /// that could not be sent upstream, without an answer and without a try of the next server. A
 /// forwarded request stays filed until its server answers, for ever if need be.
 ///
-/// Either worker, holding the request table's lock; a record or iterator that the caller got before
-/// is not good any more afterwards. `bReasonIsTimeout` is traced and has no other effect.
-void TryNextDNSQueryMethod(std::uint16_t id, bool bReasonIsTimeout) REQUIRES(g_DnsRequestTable);
+/// Either worker, without the request table's lock: it is held while the record is looked at and
+/// given back for every send, so that neither worker waits for the other's system calls.
+/// `bReasonIsTimeout` is traced and has no other effect.
+void TryNextDNSQueryMethod(std::uint16_t id, bool bReasonIsTimeout) EXCLUDES(g_DnsRequestTable);

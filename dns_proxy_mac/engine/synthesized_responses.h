@@ -3,8 +3,8 @@
 #include "dns_proxy_mac/state/dns_request.h"
 #include "dns_proxy_mac/state/host_table.h"
 
-// The two messages that the proxy answers with itself, both made of the stored query. The caller
-// holds the request table's lock.
+// The two messages that the proxy answers with itself, both made of the stored query. The record is
+// the caller's alone: taken out of the request table before.
 
 /// Whether the stored query leaves room for an answer record and the zero byte behind it: queries
 /// of up to 8175 bytes do.

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 #include "dns_proxy_mac/engine/dns_message.h"
 #include "dns_proxy_mac/engine/method_fallback.h"
@@ -14,7 +15,7 @@ namespace {
 constexpr int kTracedTailSize = 4;
 
 struct ReceivedResponse {
-  char bytes[kDatagramCapacity] = {};
+  char bytes[kDatagramCapacity];
   int length = 0;
   SenderAddress sender;
 };
@@ -42,26 +43,17 @@ void TraceRelayed(const DnsRequest& request, const ReceivedResponse& response, c
   trace::ResponseRelayed(request.strDomain.c_str(), last_four, from, request.usId);
 }
 
-void RelayToApplication(const DnsRequest& request, ReceivedResponse& response, const char* from)
-    REQUIRES(g_DnsRequestTable) {
-  const std::uint16_t id = request.usId;
+void RelayToApplication(const DnsRequest& request, ReceivedResponse& response, const char* from) {
   std::memcpy(response.bytes, &request.usClientId, sizeof(request.usClientId));
   if (!SendDatagram(g_SockToClientApps, response.bytes, response.length, request.ClientAddr)) {
-    trace::RelayNotSent(id, static_cast<unsigned>(errno));
+    trace::RelayNotSent(request.usId, static_cast<unsigned>(errno));
   }
   TraceRelayed(request, response, from);
-  g_DnsRequestTable.Delete(id);
-}
-
-void MoveToNextMethod(DnsRequest& request, const char* from) REQUIRES(g_DnsRequestTable) {
-  trace::ResponseWithoutAnswer(from, request.usId, request.strDomain.c_str());
-  ++request.CurrentDNSMethodIndex;
-  TryNextDNSQueryMethod(request.usId, false);
 }
 
 void MatchToRequest(ReceivedResponse& response, const char* from) {
   const std::uint16_t id = ReadHeader(response.bytes).usId;
-  const RequestTableGuard guard(g_DnsRequestTable);
+  RequestTableGuard guard(g_DnsRequestTable);
   RequestTable::Iterator found;
   if (!g_DnsRequestTable.Find(id, found)) {
     trace::ResponseWithoutRequest(from, id);
@@ -76,9 +68,14 @@ void MatchToRequest(ReceivedResponse& response, const char* from) {
     return;
   }
   if (CarriesAnswers(response)) {
-    RelayToApplication(request, response, from);
+    const std::unique_ptr<DnsRequest> answered = g_DnsRequestTable.Take(id);
+    guard.Release();
+    RelayToApplication(*answered, response, from);
   } else {
-    MoveToNextMethod(request, from);
+    trace::ResponseWithoutAnswer(from, id, request.strDomain.c_str());
+    ++request.CurrentDNSMethodIndex;
+    guard.Release();
+    TryNextDNSQueryMethod(id, false);
   }
 }
 

@@ -9,5 +9,5 @@
 /// Returns 0, which ends the answer thread and with it the service, when the socket is -1, the
 /// receive call fails, or the datagram is shorter than a header.
 ///
-/// Answer thread only. Takes the request table's lock for everything behind the receive.
+/// Answer thread only. Takes the request table's lock to match the response to its request.
 int RecvAndProcessPacketsFromDNSServer(int sock);

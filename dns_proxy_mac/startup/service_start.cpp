@@ -36,6 +36,7 @@ bool BindLocalSocket() {
 
 void LoadHostMap(const HostMapList& host_map) {
   if (host_map.empty()) return;
+  g_Hostmaps.mapHosts.reserve(host_map.size());  // a million names would move house twenty times
   for (const auto& [domain, address] : host_map) {
     trace::HostMapPairAdded(domain.c_str(), address.c_str());
     std::string key = domain;

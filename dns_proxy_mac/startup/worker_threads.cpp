@@ -2,6 +2,8 @@
 
 #include <sys/select.h>
 
+#include <atomic>
+
 #include "dns_proxy_mac/engine/local_query_intake.h"
 #include "dns_proxy_mac/engine/upstream_response_relay.h"
 #include "dns_proxy_mac/state/shared_objects.h"
@@ -15,16 +17,24 @@ int SelectReadable(int sock, fd_set& readable, timeval* timeout) {
   return select(sock + 1, &readable, nullptr, nullptr, timeout);
 }
 
-// Waits without limit until `sock` is readable; the result is that of `select`. A look that does
-// not wait comes first: while there is work, the trace stays in its buffer and is written in large
-// parts.
+// How many workers are between two waits. The trace is written out by the last of them that finds
+// nothing to do: until then somebody is sure to come by again.
+std::atomic<int> g_WorkersAtWork{0};
+
+// Waits without limit until `sock` is readable; the result is that of `select`. Whoever would write
+// the trace out looks first, without waiting: while there is work, it stays in its buffer and is
+// written in large parts.
 int WaitReadable(int sock, fd_set& readable) {
   if (sock >= FD_SETSIZE) return -1;  // the set has no place for it
-  timeval at_once{0, 0};
-  const int ready = SelectReadable(sock, readable, &at_once);
-  if (ready != 0) return ready;
-  trace::Flush();
-  return SelectReadable(sock, readable, nullptr);
+  int ready = 0;
+  if (--g_WorkersAtWork == 0) {
+    timeval at_once{0, 0};
+    ready = SelectReadable(sock, readable, &at_once);
+    if (ready == 0) trace::Flush();
+  }
+  if (ready == 0) ready = SelectReadable(sock, readable, nullptr);
+  ++g_WorkersAtWork;
+  return ready;
 }
 
 void ServeResponses() {
@@ -68,13 +78,17 @@ void ServeQueries() {
 }  // namespace
 
 void* thread_answer(void* /*unused*/) {
+  ++g_WorkersAtWork;
   ServeResponses();
+  --g_WorkersAtWork;
   trace::Flush();
   return nullptr;
 }
 
 void* thread_query(void* /*unused*/) {
+  ++g_WorkersAtWork;
   ServeQueries();
+  --g_WorkersAtWork;
   trace::Flush();
   return nullptr;
 }

@@ -35,6 +35,10 @@ class CAPABILITY("request table") RequestTable {
   /// is good until the lock is given back or the id is deleted.
   bool Find(std::uint16_t id, Iterator& found) REQUIRES(this);
 
+  /// Removes the record of `id` and hands it over, so that the caller can go on with it after
+  /// giving the lock back; null when there is none.
+  std::unique_ptr<DnsRequest> Take(std::uint16_t id) REQUIRES(this);
+
   /// Removes and frees the record of `id`; nothing happens when there is none.
   void Delete(std::uint16_t id) REQUIRES(this);
 
@@ -50,24 +54,28 @@ class CAPABILITY("request table") RequestTable {
 
   Map mapRequests GUARDED_BY(this);
   pthread_mutex_t mutex;
-
- private:
-  // Removes the record of `id` and hands it over; null when there is none.
-  std::unique_ptr<DnsRequest> Take(std::uint16_t id) REQUIRES(this);
 };
 
-/// Holds a table's mutex for the length of a scope.
+/// Holds a table's mutex for the length of a scope, or until it is given back early.
 class SCOPED_CAPABILITY RequestTableGuard {
  public:
-  explicit RequestTableGuard(RequestTable& table) ACQUIRE(table) : table_(table) {
-    pthread_mutex_lock(&table_.mutex);
+  explicit RequestTableGuard(RequestTable& table) ACQUIRE(table) : table_(&table) {
+    pthread_mutex_lock(&table_->mutex);
   }
   RequestTableGuard(const RequestTableGuard&) = delete;
   RequestTableGuard& operator=(const RequestTableGuard&) = delete;
-  ~RequestTableGuard() RELEASE() { pthread_mutex_unlock(&table_.mutex); }
+  ~RequestTableGuard() RELEASE() {
+    if (table_ != nullptr) pthread_mutex_unlock(&table_->mutex);
+  }
+
+  /// Gives the mutex back, once.
+  void Release() RELEASE() {
+    pthread_mutex_unlock(&table_->mutex);
+    table_ = nullptr;
+  }
 
  private:
-  RequestTable& table_;
+  RequestTable* table_;
 };
 
 /// Takes a table's mutex and never gives it back: a worker that comes for it waits until the

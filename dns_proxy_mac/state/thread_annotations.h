@@ -17,6 +17,8 @@
 #define GUARDED_BY(lock) THREAD_ANNOTATION(guarded_by(lock))
 /// The caller holds the lock.
 #define REQUIRES(...) THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
+/// The caller does not hold the lock.
+#define EXCLUDES(...) THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
 /// The function takes the lock and returns with it held.
 #define ACQUIRE(...) THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 /// The function gives the lock back.

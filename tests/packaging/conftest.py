@@ -1,0 +1,43 @@
+"""Runs the whole session in a network and a file tree of its own, with the package as built. Needs root."""
+
+import os
+import pathlib
+import subprocess
+import sys
+
+import pytest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+os.environ.setdefault("DNS_PROXY_DEADLINE", "30")  # booting a system takes longer than an answer
+
+import harness  # noqa: E402  (found through the line above)
+
+from installed import REPOSITORY, Installation  # noqa: E402
+
+STATUS_WHEN_IMPOSSIBLE = 2
+
+
+def pytest_configure(config):
+    try:
+        harness.enter()
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=755", "tmpfs", "/run"], check=True)
+    except harness.NamespaceError as error:
+        pytest.exit(str(error), returncode=STATUS_WHEN_IMPOSSIBLE)
+
+
+@pytest.fixture(scope="session")
+def package():
+    """The .deb, built anew from the sources as they are."""
+    built = subprocess.run(
+        [REPOSITORY / "packaging/deb/build"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False
+    )
+    assert built.returncode == 0, built.stdout
+    [file] = (REPOSITORY / "build/deb/packages").glob("*.deb")
+    return file
+
+
+@pytest.fixture(scope="session")
+def installation(package):
+    """What `cmake --install` lays down below a prefix."""
+    with Installation() as installed:
+        yield installed

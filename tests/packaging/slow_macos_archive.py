@@ -1,0 +1,179 @@
+"""The archive for macOS: what is in it, and its scripts in a copy of this machine's system whose tools
+answer as those of macOS do. Named in full to be run, because it begins with a cross build."""
+
+import re
+import struct
+import subprocess
+
+import pytest
+
+from installed import REPOSITORY
+from system_copy import Ended, SystemCopy
+
+UNIVERSAL = 0xCAFEBABE
+X86_64 = 0x01000007
+ARM64 = 0x0100000C
+EXECUTABLE = 2
+CODE_SIGNATURE = 0x1D
+INSTALLED = [
+    "/Library/LaunchDaemons/local.dns_proxy_mac.edited.plist",
+    "/Library/LaunchDaemons/local.dns_proxy_mac.plist",
+    "/Library/LaunchDaemons/local.dns_proxy_mac.watch.plist",
+    "/etc/newsyslog.d/dns_proxy_mac.conf",
+    "/usr/local/bin/dns_proxy_ctl",
+    "/usr/local/libexec/dns_proxy_mac/apply_edit",
+    "/usr/local/libexec/dns_proxy_mac/create_configuration",
+    "/usr/local/libexec/dns_proxy_mac/start",
+    "/usr/local/sbin/dns_proxy_mac",
+    "/usr/local/share/bash-completion/completions/dns_proxy_ctl",
+    "/usr/local/share/man/man1/dns_proxy_ctl.1",
+    "/usr/local/share/man/man5/dns_proxy_mac.5",
+    "/usr/local/share/man/man8/dns_proxy_mac.8",
+    "/usr/local/share/zsh/site-functions/_dns_proxy_ctl",
+]
+PROGRAMS = [path for path in INSTALLED if "/bin/" in path or "/sbin/" in path or "/libexec/" in path]
+TOOLS_OF_MACOS = {
+    "uname": 'case ${1:-} in -m) echo arm64 ;; *) echo Darwin ;; esac',
+    "scutil": 'for server in 127.0.0.1 192.0.2.1 192.0.2.1; do echo "  nameserver[0] : $server"; done',
+    "launchctl": 'echo "$@" >>/launchctl_was_asked; [ "$1" != print ]',
+    "lsof": 'cat /who_has_port_53 2>/dev/null',
+    "xattr": "true",
+}  # fmt: skip
+LABELS = ["local.dns_proxy_mac", "local.dns_proxy_mac.watch", "local.dns_proxy_mac.edited"]
+
+
+@pytest.fixture(scope="module")
+def archive():
+    built = subprocess.run(
+        [REPOSITORY / "packaging/macos/build"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False
+    )
+    assert built.returncode == 0, built.stdout
+    return REPOSITORY / built.stdout.splitlines()[-1]
+
+
+@pytest.fixture
+def mac(archive):
+    with SystemCopy() as system:
+        for name, script in TOOLS_OF_MACOS.items():
+            system.put(f"/macos/{name}", f"#!/bin/sh\n{script}\n")
+            system.file(f"/macos/{name}").chmod(0o755)
+        system.file("/archive").mkdir()
+        subprocess.run(["tar", "--extract", "--file", archive, "--strip-components=1", "-C", system.file("/archive")],
+                       check=True)  # fmt: skip
+        yield system
+
+
+def run(system, *command):
+    return system.run("env", "PATH=/macos:/usr/sbin:/usr/bin:/sbin:/bin", *command)
+
+
+def asked_of_launchd(system):
+    log = system.file("/launchctl_was_asked")
+    lines = log.read_text().splitlines() if log.exists() else []
+    return [line for line in lines if not line.startswith("print ")]
+
+
+def installed(system):
+    names = ["-name", "*dns_proxy*", "-o", "-path", "*/dns_proxy_mac/*"]
+    places = [system.file(place) for place in ("/Library", "/etc", "/usr/local") if system.file(place).exists()]
+    command = ["find", *places, "-type", "f", "(", *names, ")"]
+    found = subprocess.run(command, capture_output=True, text=True, check=True)
+    return sorted(line.removeprefix(str(system.root)) for line in found.stdout.splitlines())
+
+
+def slices(content):
+    """The programs in a universal file, by machine."""
+    magic, count = struct.unpack(">II", content[:8])
+    assert magic == UNIVERSAL
+    entries = [struct.unpack(">IIIII", content[8 + 20 * at : 28 + 20 * at]) for at in range(count)]
+    return {machine: content[offset : offset + size] for machine, _, offset, size, _ in entries}
+
+
+def load_commands(program):
+    count = struct.unpack("<I", program[16:20])[0]
+    at, commands = 32, []
+    for _ in range(count):
+        command, size = struct.unpack("<II", program[at : at + 8])
+        commands.append(command)
+        at += size
+    return commands
+
+
+@pytest.mark.parametrize("path", ["/usr/local/sbin/dns_proxy_mac", "/usr/local/bin/dns_proxy_ctl"])
+def test_each_program_is_for_both_machines(mac, path):
+    programs = slices(mac.file("/archive/files" + path).read_bytes())
+
+    assert set(programs) == {X86_64, ARM64}
+    for machine, program in programs.items():
+        assert struct.unpack("<4xI4xI", program[:16]) == (machine, EXECUTABLE)
+    assert CODE_SIGNATURE in load_commands(programs[ARM64])  # without it that machine runs nothing
+
+
+def test_archive_is_named_after_the_version_of_the_sources(archive):
+    text = (REPOSITORY / "CMakeLists.txt").read_text()
+    version = re.search(r"^project\(dns_proxy_mac VERSION ([0-9.]+)", text, re.MULTILINE).group(1)
+    assert archive.name == f"dns_proxy_mac-{version}-macos.tar.gz"
+
+
+def test_install_lays_everything_down_and_has_launchd_run_it(mac):
+    run(mac, "/archive/install")
+
+    assert installed(mac) == INSTALLED
+    modes = {path: oct(mac.file(path).stat().st_mode)[-3:] for path in INSTALLED}
+    assert modes == {path: "755" if path in PROGRAMS else "644" for path in INSTALLED}
+    assert mac.file("/var/log/Varnok/dns").read_text() == "192.0.2.1\n"
+    assert mac.file("/var/log/Varnok/hostmap").read_text() == "proxy.example:10.0.0.1\n"
+    expected = []
+    for label in LABELS:
+        expected += [f"enable system/{label}", f"bootstrap system /Library/LaunchDaemons/{label}.plist"]
+    assert asked_of_launchd(mac) == expected
+
+
+def test_install_keeps_a_configuration_that_is_there(mac):
+    mac.put("/var/log/Varnok/dns", "192.0.2.7\n")
+    run(mac, "/archive/install")
+    assert mac.file("/var/log/Varnok/dns").read_text() == "192.0.2.7\n"
+
+
+def test_install_does_not_start_the_proxy_when_its_port_is_taken(mac):
+    mac.put("/who_has_port_53", "other 7 root 6u IPv4 0x1 0t0 UDP *:53\n")
+    said = run(mac, "/archive/install")
+
+    assert said.splitlines()[-1].startswith("install: port 53 of 127.0.0.1 is taken: the proxy is not started now")
+    assert asked_of_launchd(mac) == []
+    assert installed(mac) == INSTALLED
+
+
+def test_install_takes_the_one_program_for_its_machine_when_they_are_not_joined(mac):
+    program = mac.file("/archive/files/usr/local/sbin/dns_proxy_mac")
+    program.with_name("dns_proxy_mac.x86_64").write_text("for the other")
+    program.rename(program.with_name("dns_proxy_mac.arm64"))
+    mac.file("/archive/files/usr/local/sbin/dns_proxy_mac.arm64").write_text("for this one")
+
+    run(mac, "/archive/install")
+
+    assert installed(mac) == INSTALLED
+    assert mac.file("/usr/local/sbin/dns_proxy_mac").read_text() == "for this one"
+
+
+def test_install_refuses_another_system(mac):
+    with pytest.raises(Ended, match="install: this is for macOS"):
+        mac.run("/archive/install")
+    assert installed(mac) == []
+
+
+def test_uninstall_keeps_the_configuration(mac):
+    run(mac, "/archive/install")
+    run(mac, "/archive/uninstall")
+
+    assert installed(mac) == []
+    assert mac.file("/var/log/Varnok/dns").exists()
+    assert asked_of_launchd(mac)[-3:] == [f"bootout system/{label}" for label in reversed(LABELS)]
+
+
+def test_uninstall_with_purge_leaves_nothing(mac):
+    run(mac, "/archive/install")
+    run(mac, "/archive/uninstall", "--purge")
+
+    assert installed(mac) == []
+    assert not mac.file("/var/log/Varnok").exists()

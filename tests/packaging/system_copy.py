@@ -1,0 +1,142 @@
+"""A copy of this machine's system to install a package in: the machine itself is only read.
+
+What is written goes to memory. The copy can be booted: then its own systemd runs its services, of
+which it has none but those that a test installs.
+"""
+
+import pathlib
+import shutil
+import subprocess
+import tempfile
+
+from harness import wait_until
+
+ENTER = pathlib.Path(__file__).with_name("enter_system_copy")
+INIT = "/lib/systemd/systemd"
+SERVICES_OF_THE_MACHINE = [
+    "etc/systemd/system",
+    "lib/systemd/system-generators",
+    *(f"lib/systemd/system/{name}.target.wants" for name in ("sysinit", "multi-user", "timers", "local-fs", "basic")),
+]
+JOURNAL = """[Journal]
+Storage=persistent
+"""
+
+
+def _unified_control_groups():
+    """Where the machine has them, beside those of the older kind or alone."""
+    mounts = [line.split() for line in pathlib.Path("/proc/self/mounts").read_text().splitlines()]
+    return pathlib.Path(next(fields[1] for fields in mounts if fields[2] == "cgroup2"))
+
+
+class Ended(Exception):
+    """A command inside the copy ended with another status than 0; the text is what it printed."""
+
+
+def _text(command, **arguments):
+    done = subprocess.run(
+        command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL, text=True, **arguments
+    )
+    if done.returncode != 0:
+        raise Ended(f"{command[-3:]} ended with {done.returncode}: {done.stdout}")
+    return done.stdout
+
+
+class SystemCopy:
+    """Gone, with what runs in it, at the end of the `with` block."""
+
+    def __enter__(self):
+        self._memory = pathlib.Path(tempfile.mkdtemp(prefix="dns_proxy_mac-"))
+        subprocess.run(["mount", "-t", "tmpfs", "tmpfs", self._memory], check=True)
+        for name in ("upper", "work", "root"):
+            (self._memory / name).mkdir()
+        self.root = self._memory / "root"
+        layers = f"lowerdir=/,upperdir={self._memory}/upper,workdir={self._memory}/work"
+        subprocess.run(["mount", "-t", "overlay", "-o", layers, "overlay", self.root], check=True)
+        self._cgroup = _unified_control_groups() / self._memory.name
+        self._init = None
+        self._forget_the_machine()
+        return self
+
+    def __exit__(self, *_):
+        self.halt()
+        subprocess.run(["umount", self.root], check=True)
+        subprocess.run(["umount", self._memory], check=True)
+        self._memory.rmdir()
+        self._remove_control_groups()
+
+    def _remove_control_groups(self):
+        if self._cgroup.exists():
+            groups = [path for path in self._cgroup.rglob("*") if path.is_dir()]
+            for group in [*sorted(groups, reverse=True), self._cgroup]:
+                group.rmdir()
+
+    def _has_processes(self):
+        return "populated 1" in (self._cgroup / "cgroup.events").read_text()
+
+    def _forget_the_machine(self):
+        for name in SERVICES_OF_THE_MACHINE:
+            shutil.rmtree(self.root / name, ignore_errors=True)
+        (self.root / "etc/systemd/system").mkdir()
+        (self.root / "etc/systemd/journald.conf").write_text(JOURNAL)
+        for name in ("var/log/Varnok", "var/log/journal"):
+            shutil.rmtree(self.root / name, ignore_errors=True)
+        (self.root / "var/log/journal").mkdir()
+        (self.root / "usr/sbin/policy-rc.d").unlink(missing_ok=True)
+        (self.root / "var/lib/man-db/auto-update").unlink(missing_ok=True)  # it takes longer than all the rest
+
+    def put(self, path, text):
+        """The file `path` of the copy, as the programs inside name it, gets this content."""
+        inside = self.file(path)
+        inside.parent.mkdir(parents=True, exist_ok=True)
+        new = inside.with_name(f".{inside.name}.new")
+        new.write_text(text)
+        new.replace(inside)
+
+    def file(self, path):
+        return self.root / path.lstrip("/")
+
+    def run(self, *command):
+        """What a command prints inside; `Ended` when its status is not 0. Works booted and unbooted."""
+        if self._init:
+            return _text(["nsenter", f"--target={self._init}", "--all", *command], env=_ENVIRONMENT)
+        return _text([ENTER, self.root, self._cgroup, *command])
+
+    def boot(self):
+        log = (self._memory / "boot.log").open("wb")
+        starter = subprocess.Popen(
+            [ENTER, self.root, self._cgroup, INIT, "--system", "--unit=multi-user.target"],
+            stdin=subprocess.DEVNULL, stdout=log, stderr=log,
+        )
+        log.close()
+        self._starter = starter
+        wait_until(self._find_init, "the start of the copy's first process")
+        wait_until(lambda: self.state("multi-user.target") == "active", "the end of the boot")
+
+    def _find_init(self):
+        assert self._starter.poll() is None, (self._memory / "boot.log").read_text()
+        children = pathlib.Path(f"/proc/{self._starter.pid}/task/{self._starter.pid}/children").read_text().split()
+        if not children or pathlib.Path(f"/proc/{children[0]}/comm").read_text().strip() != "systemd":
+            return False
+        self._init = int(children[0])
+        return True
+
+    def halt(self):
+        if self._init:
+            self._starter.kill()
+            self._starter.wait()
+            wait_until(lambda: not self._has_processes(), "the end of the copy's processes")
+            self._init = None
+
+    def state(self, unit):
+        return self.value(unit, "ActiveState")
+
+    def value(self, unit, name):
+        """A property of a unit; empty while the copy's service manager cannot be asked."""
+        try:
+            return self.run("systemctl", "show", f"--property={name}", "--value", unit).strip()
+        except Ended:
+            return ""
+
+
+_ENVIRONMENT = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin"}

@@ -1,0 +1,258 @@
+"""The installed package under a real systemd: started at boot, restarted, watched, kept up to its files."""
+
+import socket
+
+import pytest
+
+from harness import wait_until
+
+from asking import (
+    CONFIGURED_SERVER,
+    address_of,
+    ask_mapped_name,
+    end_intake,
+    end_relay,
+    is_answering,
+    seconds_until_answered_after,
+    wait_for_answers,
+)
+from system_copy import SystemCopy
+
+PROXY = "dns_proxy_mac.service"
+WATCH = "dns_proxy_mac-watch.service"
+EDITS = "dns_proxy_mac-edited.path"
+APPLY = "dns_proxy_mac-apply.service"
+DNS = "/var/log/Varnok/dns"
+HOSTMAP = "/var/log/Varnok/hostmap"
+USUAL_DNS = f"{CONFIGURED_SERVER}\n"
+USUAL_HOSTMAP = "proxy.example:10.0.0.1\n"
+BIND_CAPABILITY = "0000000000000400"
+SECONDS_WITHOUT_ANSWERS = 3
+TRACE = ("journalctl", "--namespace=dns_proxy_mac", "--output=cat", "--no-pager", f"--unit={PROXY}")
+OWN_JOURNAL_SETTINGS = "/etc/systemd/journald@dns_proxy_mac.conf.d/90-size.conf"
+SMALL_JOURNAL_BYTES = 24 << 20
+QUERIES_FOR_SEVERAL_JOURNALS = 20000
+
+
+@pytest.fixture(scope="module")
+def booted(package):
+    with SystemCopy() as system:
+        system.put("/etc/resolv.conf", "nameserver 192.0.2.1\n")
+        system.run("dpkg", "--install", str(package))
+        system.put(DNS, USUAL_DNS)
+        system.boot()
+        yield system
+
+
+@pytest.fixture
+def system(booted):
+    """Booted and serving, with the usual files, and no edit under way."""
+    booted.run("systemctl", "stop", EDITS, APPLY)
+    if booted.file(DNS).read_text() != USUAL_DNS or booted.file(HOSTMAP).read_text() != USUAL_HOSTMAP:
+        booted.put(DNS, USUAL_DNS)
+        booted.put(HOSTMAP, USUAL_HOSTMAP)
+        booted.run("systemctl", "stop", PROXY)
+    booted.run("systemctl", "start", PROXY, EDITS)
+    wait_for_answers()
+    wait_until(lambda: booted.state(WATCH) == "active", "the watch")
+    return booted
+
+
+def main_process(system, unit=PROXY):
+    """Its status as the kernel tells it, by names."""
+    inside = system.value(unit, "MainPID")
+    text = system.run("cat", f"/proc/{inside}/status")
+    return dict(line.split(":\t", 1) for line in text.splitlines())
+
+
+def has_restarted_since(system, before):
+    now = system.value(PROXY, "MainPID")
+    return now not in ("", "0", before)
+
+
+def trace_of_last_start(system):
+    """What the proxy, and the check before it, have printed since they were started last."""
+    invocation = system.value(PROXY, "InvocationID")
+    return system.run(*TRACE, f"_SYSTEMD_INVOCATION_ID={invocation}")
+
+
+def test_proxy_serves_after_boot_and_before_names_are_looked_up(system):
+    started = int(system.value(PROXY, "ActiveEnterTimestampMonotonic"))
+    lookups = int(system.value("nss-lookup.target", "ActiveEnterTimestampMonotonic"))
+
+    assert 0 < started <= lookups
+    assert system.state("network-online.target") == "inactive"
+
+
+def test_proxy_runs_as_its_own_user_with_the_bind_capability_only(system):
+    status = main_process(system)
+
+    user = system.run("id", "--user", "_dns_proxy_mac").strip()
+    assert status["Uid"].split() == [user] * 4
+    assert user != "0"
+    assert {status[name] for name in ("CapPrm", "CapEff", "CapBnd", "CapAmb")} == {BIND_CAPABILITY}
+    assert status["NoNewPrivs"] == "1"
+    assert status["Seccomp"] == "2"
+
+
+def test_watch_runs_as_the_same_user_with_no_capability(system):
+    status = main_process(system, WATCH)
+
+    assert status["Uid"] == main_process(system)["Uid"]
+    assert {status[name] for name in ("CapPrm", "CapEff", "CapBnd", "CapAmb")} == {"0000000000000000"}
+
+
+def test_proxy_answers_again_within_three_seconds_after_a_datagram_that_ends_its_intake(system, record_property):
+    seconds = seconds_until_answered_after(end_intake)
+
+    record_property("seconds without answers", seconds)
+    assert seconds < SECONDS_WITHOUT_ANSWERS
+
+
+def test_proxy_answers_again_within_three_seconds_after_a_datagram_that_ends_its_relay(system, record_property):
+    seconds = seconds_until_answered_after(end_relay)
+
+    record_property("seconds without answers", seconds)
+    assert seconds < SECONDS_WITHOUT_ANSWERS
+
+
+def test_watch_is_bound_to_the_proxy_and_comes_back_with_it(system):
+    before = system.value(WATCH, "MainPID")
+
+    end_intake()
+    wait_for_answers()
+
+    wait_until(lambda: system.value(WATCH, "MainPID") not in ("", "0", before), "another watch")
+    said = system.run("journalctl", "--output=cat", "--no-pager", f"--unit={WATCH}", f"_PID={before}")
+    assert said.count("\n") == 1
+    assert said.startswith("The query thread of the proxy has ended: ")
+
+
+def test_proxy_is_restarted_however_often_it_ends(system):
+    for _ in range(8):
+        before = system.value(PROXY, "MainPID")
+        system.run("systemctl", "kill", "--signal=KILL", PROXY)
+        wait_until(lambda gone=before: has_restarted_since(system, gone), "another proxy")
+
+    wait_for_answers()
+
+
+def test_edit_of_either_file_is_applied(system):
+    system.put(HOSTMAP, USUAL_HOSTMAP + "new.example:10.0.0.2\n")
+    wait_until(lambda: address_of("new.example") == "10.0.0.2", "the new name")
+
+    before = system.value(PROXY, "MainPID")
+    system.put(DNS, "127.0.0.3\n")
+    wait_until(lambda: has_restarted_since(system, before), "another proxy")
+    wait_for_answers()
+    assert "func: StartDnsSrv(line:136) Add KQ DNS to list: 127.0.0.3\n" in trace_of_last_start(system)
+
+
+def test_edit_while_the_last_one_is_applied_is_not_lost(system):
+    for last in range(2, 6):
+        before = system.value(PROXY, "MainPID")
+        system.put(HOSTMAP, USUAL_HOSTMAP + f"new.example:10.0.0.{last}\n")
+        wait_until(lambda old=before: has_restarted_since(system, old), "the restart")
+
+    wait_until(lambda: address_of("new.example") == "10.0.0.5", "the last edit")
+
+
+def test_edit_while_the_last_one_is_checked_has_both_checked_anew(system):
+    system.put(HOSTMAP, USUAL_HOSTMAP + "new.example:10.0.0.2\n")
+    wait_until(lambda: system.state(APPLY) == "activating", "the start of its application")
+    first = system.value(APPLY, "InvocationID")
+    wait_until(lambda: system.value(EDITS, "SubState") == "waiting", "the look for the next edit")
+    system.put(HOSTMAP, USUAL_HOSTMAP + "new.example:10.0.0.3\n")
+
+    wait_until(lambda: system.value(APPLY, "InvocationID") not in ("", first), "another application")
+    wait_until(lambda: address_of("new.example") == "10.0.0.3", "the last edit")
+
+
+def test_edit_with_an_error_leaves_the_proxy_as_it_is(system):
+    before = system.value(PROXY, "MainPID")
+    system.put(DNS, "not an address\n")
+
+    wait_until(lambda: system.state(APPLY) == "failed", "the verdict on the edit")
+    assert system.value(APPLY, "ExecMainStatus") == "2"
+    assert system.value(PROXY, "MainPID") == before
+    assert is_answering()
+    said = system.run("journalctl", "--output=cat", "--no-pager", f"--unit={APPLY}")
+    assert "/var/log/Varnok/dns:1: error: " in said
+
+
+def test_errors_keep_the_proxy_from_starting_until_they_are_mended(system):
+    system.run("systemctl", "stop", PROXY)
+    system.put(DNS, "not an address\n")
+    system.run("systemctl", "start", "--no-block", PROXY)
+    wait_until(lambda: "/var/log/Varnok/dns:1: error: " in trace_of_last_start(system), "the verdict")
+    assert not is_answering()
+    assert system.state(PROXY) == "activating"
+
+    system.put(DNS, USUAL_DNS)
+    wait_for_answers()
+
+
+def test_port_that_is_taken_is_waited_for_without_haste(system):
+    system.run("systemctl", "stop", PROXY)
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as other:
+        other.bind(("127.0.0.1", 53))
+        system.run("systemctl", "start", "--no-block", PROXY)
+        wait_until(lambda: system.value(PROXY, "SubState") == "start-pre", "the wait for the port")
+        assert not is_answering()
+
+    wait_for_answers()
+    assert system.value(PROXY, "NRestarts") == "0"
+
+
+def test_warnings_do_not_keep_the_proxy_from_starting(system):
+    system.run("systemctl", "stop", PROXY)
+    system.put(HOSTMAP, USUAL_HOSTMAP + "Never.Found.example:10.0.0.2\n")
+    system.run("systemctl", "start", PROXY)
+
+    wait_for_answers()
+    assert "/var/log/Varnok/hostmap:2: warning: " in trace_of_last_start(system)
+
+
+def test_stopped_proxy_stays_stopped_after_an_edit(system):
+    system.run("systemctl", "stop", PROXY)
+    system.put(HOSTMAP, USUAL_HOSTMAP + "new.example:10.0.0.2\n")
+    wait_until(lambda: system.state(APPLY) == "activating", "the start of its application")
+    wait_until(lambda: system.state(APPLY) == "inactive", "the end of its application")
+
+    assert system.state(PROXY) == "inactive"
+    assert system.state(WATCH) == "inactive"
+
+
+def test_trace_takes_no_more_than_its_size_on_the_disk(system):
+    system.put(OWN_JOURNAL_SETTINGS, f"[Journal]\nSystemMaxUse={SMALL_JOURNAL_BYTES}\n")
+    system.run("systemctl", "stop", PROXY)
+    system.run("systemctl", "restart", "systemd-journald@dns_proxy_mac.service")
+    system.run("systemctl", "start", PROXY)
+    wait_for_answers()
+
+    ask_mapped_name(times=QUERIES_FOR_SEVERAL_JOURNALS)
+
+    [directory] = system.file("/var/log/journal").glob("*.dns_proxy_mac")
+    assert len(list(directory.iterdir())) > 1
+    assert sum(file.stat().st_size for file in directory.iterdir()) <= SMALL_JOURNAL_BYTES
+
+
+def test_trace_is_limited_as_installed(system):
+    system.file(OWN_JOURNAL_SETTINGS).unlink(missing_ok=True)
+    system.run("systemctl", "restart", "systemd-journald@dns_proxy_mac.service")
+
+    said = system.run("journalctl", "--namespace=dns_proxy_mac", "--output=cat", "--no-pager", "--lines=5")
+    assert " max 256.0M, " in said
+
+
+def test_trace_is_turned_off_by_one_line(system):
+    system.put("/etc/systemd/system/dns_proxy_mac.service.d/trace.conf", "[Service]\nStandardOutput=null\n")
+    system.run("systemctl", "daemon-reload")
+    system.run("systemctl", "restart", PROXY)
+    wait_for_answers()
+
+    said = trace_of_last_start(system).splitlines()
+    assert said == ["1 server, 1 host map entry: nothing to report"]
+    system.file("/etc/systemd/system/dns_proxy_mac.service.d/trace.conf").unlink()
+    system.run("systemctl", "daemon-reload")
+    system.run("systemctl", "restart", PROXY)

@@ -82,9 +82,12 @@ TEST(DnsRequestTest, FieldsStandInTheirOrder) {
 
 TEST(DnsRequestTest, AssignmentCopiesEveryField) {
   const std::unique_ptr<DnsRequest> source = FullRecord();
-  DnsRequest target;
-  target.strDomain = "before";
-  target.vecMethods.resize(5);
+  RequestInFlight other;
+  other.query = Repeated(8192, 'o');
+  other.domain = "other.local";
+  other.methods = {MethodOfType(2)};
+  const std::unique_ptr<DnsRequest> other_record(NewRequest(other, Application(1)));
+  DnsRequest& target = *other_record;
   target = *source;
   ExpectFullRecord(target);
   ExpectFullRecord(*source);

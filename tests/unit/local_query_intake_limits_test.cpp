@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "tests/unit/language_runtime.h"
 #include "tests/unit/proxy_fixture.h"
 
 namespace {
@@ -123,7 +124,7 @@ TEST_F(IntakeLimits, SecondQueryOfAProcessSeesNothingOfTheFirst) {
 
 TEST_F(IntakeLimits, RecordThatCannotBeAllocatedThrowsAndLeavesNothingBehind) {
   Ask(kMail);
-  system_calls::FailAllocationOf(sizeof(DnsRequest));
+  language_runtime::FailAllocationOf(sizeof(DnsRequest));
   EXPECT_THROW(RecvAndProcessPacketsFromLocalApps(g_SockToClientApps), std::bad_alloc);
   EXPECT_EQ(RequestsInFlight(), 0U);
   EXPECT_EQ(TakeOn(kMail), 1);
@@ -133,7 +134,7 @@ TEST_F(IntakeLimits, RecordThatCannotBeAllocatedThrowsAndLeavesNothingBehind) {
 TEST_F(IntakeLimits, MethodListThatCannotBeCopiedThrowsAndGivesTheTableBack) {
   g_DnsMethodList = {AskServerA(), AskServerA(), AskServerA()};
   Ask(kMail);
-  system_calls::FailAllocationOf(3 * sizeof(DNSMethodInfo));
+  language_runtime::FailAllocationOf(3 * sizeof(DNSMethodInfo));
   EXPECT_THROW(RecvAndProcessPacketsFromLocalApps(g_SockToClientApps), std::bad_alloc);
   EXPECT_EQ(RequestsInFlight(), 0U);
   EXPECT_EQ(TakeOn(kMail), 1);

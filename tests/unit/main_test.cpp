@@ -1,5 +1,10 @@
-#include <cerrno>
+#include <poll.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <thread>
+
+#include "dns_proxy_mac/trace/output.h"
 #include "tests/unit/child_process.h"
 #include "tests/unit/program.h"
 #include "tests/unit/proxy_fixture.h"
@@ -10,8 +15,15 @@ using system_calls::Call;
 using system_calls::kSystem;
 
 // Statuses of a child that saw what it must not see.
+constexpr int kNoPipe = 94;
+constexpr int kPrinted = 95;
+constexpr int kTableFree = 96;
+constexpr int kWrote = 97;
 constexpr int kStateLeftOver = 98;
 constexpr int kAskedForASocket = 99;
+
+// How long somebody has who must not get anywhere.
+constexpr int kMomentMs = 100;
 
 // The entry, in a child process, without threads unless a test lets them run.
 class Main : public SharedObjectsTest {
@@ -159,4 +171,44 @@ TEST_F(Main, StartsWithIdZeroAndAnEmptyHostMap) {
     return g_QueryID == 0 && g_Hostmaps.mapHosts.empty() ? result : kStateLeftOver;
   });
   EXPECT_EQ(child.Wait(), 0);
+}
+
+TEST_F(Main, EndHoldsTheRequestTableAgainstAQueryThreadStillAtWork) {
+  system_calls::SubstituteThreads();
+  ChildProcess child([] {
+    const int result = RunProgramWith("192.0.2.1\n", nullptr);
+    return pthread_mutex_trylock(&g_DnsRequestTable.mutex) == EBUSY ? result : kTableFree;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+}
+
+TEST_F(Main, EndKeepsTheTraceFromAQueryThreadStillAtWork) {
+  system_calls::SubstituteThreads();
+  ChildProcess child([] {
+    const int result = RunProgramWith("192.0.2.1\n", nullptr);
+    int ends[2];
+    if (pipe(ends) != 0) return kNoPipe;
+    std::thread([end = ends[1]] {
+      trace::Line("from a query thread\n");
+      (void)!write(end, "e", 1);
+    }).detach();
+    pollfd got_past{ends[0], POLLIN, 0};
+    return poll(&got_past, 1, kMomentMs) == 0 ? result : kPrinted;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+}
+
+TEST_F(Main, StandardOutputClosedBeforeTheStartIsNeverWrittenTo) {
+  system_calls::SubstituteThreads();
+  ChildProcess child([] {
+    close(STDOUT_FILENO);
+    const system_calls::Recording recording;
+    const int result = RunProgramWith("192.0.2.1\n", nullptr);
+    for (const std::string& call : recording.Calls()) {
+      if (call.find("write 1:") == 0) return kWrote;
+    }
+    return result;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_EQ(child.rest, "");
 }

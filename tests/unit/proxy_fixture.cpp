@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "dns_proxy_mac/engine/method_fallback.h"
+#include "tests/unit/language_runtime.h"
 
 namespace {
 
@@ -17,6 +18,7 @@ void ResetSharedObjects() {
   g_SockToClientApps = -1;
   g_SockToDNSServers = -1;
   system_calls::Reset();
+  language_runtime::FailAllocationOf(0);
 }
 
 }  // namespace

@@ -106,6 +106,7 @@ TEST(RequestTableTest, RecordCopyingDeleteHandsOutAnEqualRecordOnce) {
   record->bSpare = true;
   table.Add(record);
   DnsRequest removed;
+  removed.bSpare = false;
   EXPECT_TRUE(table.Delete(7, removed));
   EXPECT_EQ(removed.usId, 7);
   EXPECT_EQ(removed.strDomain, "mail.local");

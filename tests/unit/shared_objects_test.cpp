@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tests/unit/child_process.h"
+#include "tests/unit/language_runtime.h"
 #include "tests/unit/proxy_fixture.h"
 
 namespace {
@@ -14,7 +15,7 @@ class SharedObjects : public SharedObjectsTest {};
 TEST_F(SharedObjects, AreRegisteredForDestructionInTheOrderOfTheirConstruction) {
   const std::vector<const void*> ours = {&g_Hostmaps, &g_DnsMethodList, &g_DnsRequestTable};
   std::vector<const void*> registered;
-  for (const void* object : system_calls::RegisteredForExit()) {
+  for (const void* object : language_runtime::RegisteredForExit()) {
     if (std::find(ours.begin(), ours.end(), object) != ours.end()) registered.push_back(object);
   }
   EXPECT_EQ(registered, ours);

@@ -6,13 +6,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <array>
-#include <atomic>
 #include <cerrno>
 #include <deque>
 #include <map>
 #include <mutex>
-#include <new>
 #include <optional>
 #include <sstream>
 #include <utility>
@@ -37,13 +34,6 @@ State& TheState() {
   static State& state = *new State;
   return state;
 }
-
-constexpr std::size_t kMostRegistrations = 4096;
-std::array<const void*, kMostRegistrations> g_Registered;
-std::size_t g_RegisteredCount = 0;
-
-// Outside of the state, which allocates itself.
-std::atomic<std::size_t> g_FailingSize{0};
 
 // The answer that waits for `call`, with errno set; none when the system is to be asked.
 std::optional<int> NextAnswer(Call call) {
@@ -107,10 +97,7 @@ void SubstituteThreads() {
   Substitute(Call::kPthreadJoin, {{0}, {ESRCH}});
 }
 
-void FailAllocationOf(std::size_t size) { g_FailingSize = size; }
-
 void Reset() {
-  g_FailingSize = 0;
   State& state = TheState();
   const std::lock_guard<std::mutex> lock(state.mutex);
   state.answers.clear();
@@ -134,10 +121,6 @@ std::vector<std::string> Recording::Calls() const {
   State& state = TheState();
   const std::lock_guard<std::mutex> lock(state.mutex);
   return state.calls;
-}
-
-std::vector<const void*> RegisteredForExit() {
-  return std::vector<const void*>(g_Registered.begin(), g_Registered.begin() + g_RegisteredCount);
 }
 
 }  // namespace system_calls
@@ -165,8 +148,6 @@ int __real_pthread_create(pthread_t* handle, const pthread_attr_t* attributes, v
                           void* argument);
 int __real_pthread_join(pthread_t handle, void** result);
 int __real_pthread_getattr_default_np(pthread_attr_t* attributes);
-int __real___cxa_atexit(void (*destructor)(void*), void* object, void* module);
-void* __real__Znwm(std::size_t size);
 
 int __wrap_socket(int domain, int type, int protocol) {
   Record("socket ", domain, ' ', type, ' ', protocol);
@@ -244,23 +225,6 @@ int __wrap_pthread_join(pthread_t handle, void** result) {
 int __wrap_pthread_getattr_default_np(pthread_attr_t* attributes) {
   const auto answer = NextAnswer(Call::kPthreadGetattrDefault);
   return answer ? *answer : __real_pthread_getattr_default_np(attributes);
-}
-
-// Runs before anything of C++ is there: the array is all that it may use.
-int __wrap___cxa_atexit(void (*destructor)(void*), void* object, void* module) {
-  if (system_calls::g_RegisteredCount < system_calls::kMostRegistrations) {
-    system_calls::g_Registered[system_calls::g_RegisteredCount++] = object;
-  }
-  return __real___cxa_atexit(destructor, object, module);
-}
-
-// The plain operator new, by the name that the compilers give it.
-void* __wrap__Znwm(std::size_t size) {
-  std::size_t expected = size;
-  if (size != 0 && system_calls::g_FailingSize.compare_exchange_strong(expected, 0)) {
-    throw std::bad_alloc();
-  }
-  return __real__Znwm(size);
 }
 
 }  // extern "C"

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <initializer_list>
 #include <string>
 #include <vector>
@@ -42,9 +41,6 @@ void Substitute(Call call, std::initializer_list<Answer> answers);
 /// The service start finds its sockets, both of its threads and their end, and nothing runs.
 void SubstituteThreads();
 
-/// The next allocation of exactly `size` bytes throws std::bad_alloc.
-void FailAllocationOf(std::size_t size);
-
 /// Forgets every answer that was not asked for.
 void Reset();
 
@@ -58,8 +54,5 @@ class Recording {
 
   std::vector<std::string> Calls() const;
 };
-
-/// The objects whose destructors were registered to run at exit, in order of registration.
-std::vector<const void*> RegisteredForExit();
 
 }  // namespace system_calls

@@ -1,0 +1,51 @@
+#include "tests/unit/language_runtime.h"
+
+#include <array>
+#include <atomic>
+#include <new>
+
+namespace language_runtime {
+namespace {
+
+// Plain values, because both functions below are called before anything of C++ is there.
+constexpr std::size_t kMostRegistrations = 4096;
+std::array<const void*, kMostRegistrations> g_Registered;
+std::size_t g_RegisteredCount = 0;
+std::atomic<std::size_t> g_FailingSize{0};
+
+}  // namespace
+
+void FailAllocationOf(std::size_t size) { g_FailingSize = size; }
+
+std::vector<const void*> RegisteredForExit() {
+  return std::vector<const void*>(g_Registered.begin(), g_Registered.begin() + g_RegisteredCount);
+}
+
+}  // namespace language_runtime
+
+// The names are the linker's.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" {
+
+int __real___cxa_atexit(void (*destructor)(void*), void* object, void* module);
+void* __real__Znwm(std::size_t size);
+
+int __wrap___cxa_atexit(void (*destructor)(void*), void* object, void* module) {
+  using language_runtime::g_RegisteredCount;
+  if (g_RegisteredCount < language_runtime::kMostRegistrations) {
+    language_runtime::g_Registered[g_RegisteredCount++] = object;
+  }
+  return __real___cxa_atexit(destructor, object, module);
+}
+
+// The plain operator new, by the name that the compilers give it.
+void* __wrap__Znwm(std::size_t size) {
+  std::size_t expected = size;
+  if (size != 0 && language_runtime::g_FailingSize.compare_exchange_strong(expected, 0)) {
+    throw std::bad_alloc();
+  }
+  return __real__Znwm(size);
+}
+
+}  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier)

@@ -30,8 +30,9 @@ inline std::uint16_t _OSSwapInt16(std::uint16_t value) {
 /// Makes it safe to join a thread that has been joined already, as long as its stack has the
 /// default size. glibc answers with an error that it reads off the dead thread's stack, and it
 /// keeps dead stacks only up to 40 MB in all: under a large stack limit (ulimit -s) the second join
-/// would read memory that is gone. (So it would if somebody set glibc's tunable glibc.pthread.stack_cache_size
-/// to 0; nothing in the program can undo that.) Call it before the threads are created.
+/// would read memory that is gone. (So it would if somebody set glibc's tunable
+/// glibc.pthread.stack_cache_size to 0; nothing in the program can undo that.) Call it before the
+/// threads are created.
 inline void KeepStacksOfJoinedThreads() {
 #if defined(__GLIBC__)
   constexpr std::size_t kLargestStack = std::size_t{8} << 20;

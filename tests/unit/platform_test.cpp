@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "dns_proxy_mac/startup/service_start.h"
 #include "tests/unit/proxy_fixture.h"
 
 namespace {
@@ -57,6 +58,13 @@ TEST_F(ThreadStacks, DefaultThatCannotBeReadStays) {
   system_calls::Substitute(system_calls::Call::kPthreadGetattrDefault, {{ENOMEM}});
   KeepStacksOfJoinedThreads();
   EXPECT_EQ(Size(), 64 * kMegabyte);
+}
+
+TEST_F(ThreadStacks, ServiceStartCutsALargeDefault) {
+  SetSize(64 * kMegabyte);
+  system_calls::SubstituteThreads();
+  EXPECT_TRUE(StartDnsSrv({"192.0.2.1"}, {}));
+  EXPECT_EQ(Size(), 8 * kMegabyte);
 }
 
 TEST(SocketAddressSizes, AreThoseThatTheCallsAreTold) {

@@ -141,6 +141,25 @@ TEST(RequestTableTest, AddressCopyingDeleteHandsOutWhereTheAnswerGoesOnce) {
   EXPECT_EQ(WireAt(&address, 16), Repeated(16, 0));
 }
 
+TEST(RequestTableTest, TakeRemovesTheEntryAndHandsOverItsRecord) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  DnsRequest* const record = Record(7, "taken");
+  table.Add(record);
+  const std::unique_ptr<DnsRequest> taken = table.Take(7);
+  EXPECT_EQ(taken.get(), record);
+  EXPECT_EQ(taken->strDomain, "taken");
+  EXPECT_TRUE(table.mapRequests.empty());
+}
+
+TEST(RequestTableTest, TakeOfAnIdThatIsNotFiledIsNull) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  table.Add(Record(7, "kept"));
+  EXPECT_EQ(table.Take(8), nullptr);
+  EXPECT_EQ(table.mapRequests.size(), 1U);
+}
+
 TEST(RequestTableTest, ClearOnAnEmptyTableDoesNothing) {
   RequestTable table;
   const RequestTableGuard guard(table);
@@ -181,6 +200,17 @@ TEST(RequestTableGuardTest, HoldsTheMutexForTheLengthOfItsScope) {
     EXPECT_EQ(pthread_mutex_trylock(&table.mutex), EBUSY);
   }
   EXPECT_EQ(pthread_mutex_trylock(&table.mutex), 0);
+  pthread_mutex_unlock(&table.mutex);
+}
+
+TEST(RequestTableGuardTest, GivesTheMutexBackEarlyAndOnce) {
+  RequestTable table;
+  {
+    RequestTableGuard guard(table);
+    guard.Release();
+    EXPECT_EQ(pthread_mutex_trylock(&table.mutex), 0);
+  }
+  EXPECT_EQ(pthread_mutex_trylock(&table.mutex), EBUSY);  // the end of the scope left it alone
   pthread_mutex_unlock(&table.mutex);
 }
 

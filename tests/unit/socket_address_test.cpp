@@ -31,8 +31,9 @@ class SocketAddressTest : public ProxyTest {};
 }  // namespace
 
 TEST(AddressTextTest, Ipv4IsDotted) {
-  EXPECT_STREQ(AddressText(Ipv4Sender("192.0.2.1")).c_str(), "192.0.2.1");
-  EXPECT_STREQ(AddressText(Ipv4Sender("255.255.255.255")).c_str(), "255.255.255.255");
+  for (const char* text : {"192.0.2.1", "0.0.0.0", "9.10.99.100", "255.255.255.255"}) {
+    EXPECT_STREQ(AddressText(Ipv4Sender(text)).c_str(), text);
+  }
 }
 
 TEST(AddressTextTest, Ipv6IsItsOwnText) {

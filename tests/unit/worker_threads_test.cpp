@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <thread>
 
 #include "tests/unit/proxy_fixture.h"
 
@@ -15,7 +16,16 @@ using system_calls::kSystem;
 using ::testing::ElementsAre;
 
 // The bodies of the threads, run on the test's own thread until they end.
-class Workers : public ProxyTest {};
+class Workers : public ProxyTest {
+ protected:
+  // Waits until the query that waits to be taken up is one of this length.
+  void UntilNextQueryHas(ssize_t length) const {
+    char byte = 0;
+    while (recv(apps_socket, &byte, 1, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT) != length) {
+      std::this_thread::yield();
+    }
+  }
+};
 
 const Wire kTooShort = "07 00 81 80 00 01 00 01 00 00 00"_wire;
 
@@ -154,6 +164,24 @@ TEST_F(Workers, TraceIsWrittenBeforeAWaitWithoutLimitAndNotWhileThereIsWork) {
   EXPECT_THAT(calls[4], ::testing::StartsWith("write 1: "));
   EXPECT_EQ(calls[5], "select up to " + descriptors + ", no timeout");
   EXPECT_THAT(calls[6], ::testing::StartsWith("write 1: "));
+}
+
+TEST_F(Workers, TraceIsLeftToTheOtherWorkerWhileThatIsAtWork) {
+  const std::string descriptors = std::to_string(servers_socket + 1);
+  Ask("AB CD 01 00 00 01 00 00 00 00 00 00 01 'a' 00 00 01 00 01"_wire);
+  Ask(""_wire);
+  std::thread query_thread;
+  {
+    const RequestTableGuard guard(g_DnsRequestTable);
+    query_thread = std::thread(thread_query, nullptr);
+    UntilNextQueryHas(0);  // the first is taken, and its worker comes no further than the table
+    system_calls::Substitute(Call::kSelect, {{-1, EBADF}});
+    const system_calls::Recording recording;
+    thread_answer(nullptr);
+    EXPECT_THAT(recording.Calls(), ElementsAre("select up to " + descriptors + ", no timeout",
+                                               ::testing::StartsWith("write 1: ")));
+  }
+  query_thread.join();
 }
 
 TEST_F(Workers, DescriptorBeyondTheSetIsAFailedSelect) {

@@ -42,6 +42,14 @@ def _text(command, **arguments):
     return done.stdout
 
 
+def _name_of(process):
+    """None when it is gone: on the way to its first process a copy has some that end at once."""
+    try:
+        return pathlib.Path(f"/proc/{process}/comm").read_text().strip()
+    except FileNotFoundError:
+        return None
+
+
 class SystemCopy:
     """Gone, with what runs in it, at the end of the `with` block."""
 
@@ -54,7 +62,7 @@ class SystemCopy:
         layers = f"lowerdir=/,upperdir={self._memory}/upper,workdir={self._memory}/work"
         subprocess.run(["mount", "-t", "overlay", "-o", layers, "overlay", self.root], check=True)
         self._cgroup = _unified_control_groups() / self._memory.name
-        self._init = None
+        self._starter = self._init = None
         self._forget_the_machine()
         return self
 
@@ -116,17 +124,15 @@ class SystemCopy:
     def _find_init(self):
         assert self._starter.poll() is None, (self._memory / "boot.log").read_text()
         children = pathlib.Path(f"/proc/{self._starter.pid}/task/{self._starter.pid}/children").read_text().split()
-        if not children or pathlib.Path(f"/proc/{children[0]}/comm").read_text().strip() != "systemd":
-            return False
-        self._init = int(children[0])
-        return True
+        self._init = next((int(child) for child in children if _name_of(child) == "systemd"), None)
+        return self._init is not None
 
     def halt(self):
-        if self._init:
+        if self._starter:
             self._starter.kill()
             self._starter.wait()
             wait_until(lambda: not self._has_processes(), "the end of the copy's processes")
-            self._init = None
+            self._starter = self._init = None
 
     def state(self, unit):
         return self.value(unit, "ActiveState")

@@ -5,10 +5,9 @@ import select
 import subprocess
 import time
 
-from harness import Proxy, wait_until
+from harness import Proxy
 
 READ_BYTES = 1 << 20
-ASLEEP = "S"
 
 
 class LiveProxy:
@@ -49,11 +48,7 @@ class LiveProxy:
     def wait_until_asleep(self):
         """Every thread waits again. A trace is visible a moment before its thread does, and a query thread
         that is late finds its socket closed when the service ends, which it says in a line of its own."""
-        wait_until(lambda: set(map(self._state, self._proxy.threads())) == {ASLEEP}, "sleeping threads")
-
-    def _state(self, thread):
-        with open(f"/proc/{self._proxy.pid}/task/{thread}/stat", encoding="latin-1") as stat:
-            return stat.read().rpartition(")")[2].split()[0]
+        self._proxy.wait_until_idle()
 
     def read_trace(self, expected):
         """What was printed: `expected`, or the shortest that is known to be different."""

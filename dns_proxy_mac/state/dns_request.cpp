@@ -2,6 +2,18 @@
 
 #include <cstring>
 
+#include "dns_proxy_mac/state/block_store.h"
+
+namespace {
+
+BlockStore g_Records(sizeof(DnsRequest));
+
+}  // namespace
+
+void* DnsRequest::operator new(std::size_t /*size*/) { return g_Records.Take(); }
+
+void DnsRequest::operator delete(void* storage) noexcept { g_Records.GiveBack(storage); }
+
 // NOLINTNEXTLINE(modernize-use-equals-default): with "= default", `DnsRequest()` would zero 8 KB
 DnsRequest::DnsRequest() {}
 

@@ -20,12 +20,18 @@ inline constexpr std::uint8_t kReverseLookupMethodIndex = 0x9F;
 /// touches a filed record holds the table's lock.
 class DnsRequest {
  public:
-  /// Leaves the plain fields unset; the intake fills every one before it files the record.
+  /// Leaves the plain fields as they are: zero in a record made by `new`, unset in any other. The
+  /// intake fills every one before it files the record.
   DnsRequest();
   DnsRequest(const DnsRequest&) = delete;
   /// Takes over every field; a record may be assigned to itself.
   DnsRequest& operator=(const DnsRequest& other);
   ~DnsRequest() = default;
+
+  /// Zeroed storage, kept for the next record when it is freed. Throws std::bad_alloc when there is
+  /// none. Any thread.
+  static void* operator new(std::size_t size);
+  static void operator delete(void* storage) noexcept;
 
   /// The proxy's own id, the key in the table and the first two bytes of `QueryPacket`.
   std::uint16_t usId;

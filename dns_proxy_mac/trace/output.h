@@ -1,5 +1,7 @@
 #pragma once
 
+#include "dns_proxy_mac/trace/buffer.h"
+
 /// The one road to standard output: both worker threads append to a shared buffer, in the order in
 /// which things happen, and a thread writes the buffer out when it is about to wait.
 ///
@@ -15,9 +17,23 @@ namespace trace {
 /// every line is dropped.
 void OpenOutput();
 
-/// Appends one formatted text. Knows %s (up to its first NUL), %d and %u, and no flags or widths.
-/// Any thread.
-void Line(const char* format, ...) __attribute__((format(printf, 1, 2)));
+/// Holds the output's lock for the length of a scope.
+class OutputGuard {
+ public:
+  OutputGuard();
+  OutputGuard(const OutputGuard&) = delete;
+  OutputGuard& operator=(const OutputGuard&) = delete;
+  ~OutputGuard();
+};
+
+/// Appends one formatted text: a literal with a placeholder for each value, %s for a text (up to
+/// its first NUL), %d for an int, %u for an unsigned. It is the value's type that decides how it is
+/// written; no flags, no widths. Any thread.
+template <typename... Values>
+[[gnu::always_inline]] inline void Line(const char* format, Values... values) {
+  const OutputGuard guard;
+  buffer::AppendFormatted(format, values...);
+}
 
 /// Writes out what is buffered; no system call when nothing is. Any thread; call it before a wait.
 void Flush();

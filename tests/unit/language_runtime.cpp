@@ -13,6 +13,10 @@ std::array<const void*, kMostRegistrations> g_Registered;
 std::size_t g_RegisteredCount = 0;
 std::atomic<std::size_t> g_FailingSize{0};
 
+void FailIfAskedTo(std::size_t size) {
+  if (size != 0 && g_FailingSize.compare_exchange_strong(size, 0)) throw std::bad_alloc();
+}
+
 }  // namespace
 
 void FailAllocationOf(std::size_t size) { g_FailingSize = size; }
@@ -29,6 +33,7 @@ extern "C" {
 
 int __real___cxa_atexit(void (*destructor)(void*), void* object, void* module);
 void* __real__Znwm(std::size_t size);
+void* __real__ZN10DnsRequestnwEm(std::size_t size);
 
 int __wrap___cxa_atexit(void (*destructor)(void*), void* object, void* module) {
   using language_runtime::g_RegisteredCount;
@@ -38,13 +43,15 @@ int __wrap___cxa_atexit(void (*destructor)(void*), void* object, void* module) {
   return __real___cxa_atexit(destructor, object, module);
 }
 
-// The plain operator new, by the name that the compilers give it.
+// The plain operator new and a request record's, by the names that the compilers give them.
 void* __wrap__Znwm(std::size_t size) {
-  std::size_t expected = size;
-  if (size != 0 && language_runtime::g_FailingSize.compare_exchange_strong(expected, 0)) {
-    throw std::bad_alloc();
-  }
+  language_runtime::FailIfAskedTo(size);
   return __real__Znwm(size);
+}
+
+void* __wrap__ZN10DnsRequestnwEm(std::size_t size) {
+  language_runtime::FailIfAskedTo(size);
+  return __real__ZN10DnsRequestnwEm(size);
 }
 
 }  // extern "C"

@@ -67,6 +67,31 @@ TEST_F(ServiceStart, ThreePairsAndTwoServersMakeThreeMethods) {
   EXPECT_EQ(WireAt(record->Address(), 4), "0A 00 00 02"_wire);
 }
 
+TEST_F(ServiceStart, EveryPairOfALongHostMapIsAddedInItsOrder) {
+  system_calls::SubstituteThreads();
+  HostMapList host_map;
+  std::string lines = "func: StartDnsSrv(line:118) bind 127.0.0.1:53 success\n";
+  for (int number = 10; number < 50; ++number) {
+    const std::string name = "host" + std::to_string(number);
+    const std::string address = "10.0.0." + std::to_string(number);
+    host_map.emplace_back(name, address);
+    lines.append("func: StartDnsSrv(line:124) Add host map: ");
+    lines.append(name).append(" -> ").append(address).append("\n");
+  }
+  host_map.emplace_back("host10", "10.9.9.9");
+  lines += "func: StartDnsSrv(line:124) Add host map: host10 -> 10.9.9.9\n";
+  EXPECT_TRUE(Start({}, host_map));
+  EXPECT_THAT(Trace(), ::testing::StartsWith(lines));
+  EXPECT_EQ(g_Hostmaps.mapHosts.size(), 40U);
+  HostRespData* record = nullptr;
+  ASSERT_TRUE(g_Hostmaps.Find("host10", record));
+  EXPECT_EQ(WireAt(record->Address(), 4), "0A 00 00 0A"_wire);
+  ASSERT_TRUE(g_Hostmaps.Find("host26", record));
+  EXPECT_EQ(WireAt(record->Address(), 4), "0A 00 00 1A"_wire);
+  ASSERT_TRUE(g_Hostmaps.Find("host49", record));
+  EXPECT_EQ(WireAt(record->Address(), 4), "0A 00 00 31"_wire);
+}
+
 TEST_F(ServiceStart, EmptyHostMapMakesServerMethodsOnly) {
   system_calls::SubstituteThreads();
   EXPECT_TRUE(Start({"192.0.2.1", "192.0.2.2"}, {}));

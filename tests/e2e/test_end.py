@@ -7,6 +7,8 @@ import pytest
 import lines
 from harness import Application, Proxy, Upstream, from_hex, query
 
+ENDING_SIGNALS = [signal.SIGTERM, signal.SIGINT, signal.SIGHUP]
+
 
 @pytest.mark.parametrize("length", [0, 1, 11])
 def test_short_datagram_on_the_upstream_socket_ends_the_service_with_status_0(length):
@@ -88,7 +90,17 @@ def test_port_is_free_again_after_the_end():
             proxy.end_normally()
 
 
-@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT, signal.SIGHUP])
+@pytest.fixture
+def default_signals():
+    """A signal that whoever runs the tests ignores (nohup, a shell's background) is ignored by a child too."""
+    before = {number: signal.signal(number, signal.SIG_DFL) for number in ENDING_SIGNALS}
+    yield
+    for number, handler in before.items():
+        signal.signal(number, handler)
+
+
+@pytest.mark.usefixtures("default_signals")
+@pytest.mark.parametrize("number", ENDING_SIGNALS)
 def test_signals_end_the_process_as_they_end_any(number):
     with Proxy(dns=b"127.0.0.2\n") as proxy:
         proxy.expect_started()

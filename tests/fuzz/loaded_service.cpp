@@ -8,6 +8,7 @@
 
 #include "dns_proxy_mac/startup/service_start.h"
 #include "dns_proxy_mac/startup/worker_threads.h"
+#include "dns_proxy_mac/state/block_store.h"
 #include "dns_proxy_mac/state/shared_objects.h"
 #include "tests/fuzz/check.h"
 #include "tests/fuzz/quiet_trace.h"
@@ -15,9 +16,8 @@
 namespace {
 
 constexpr int kAnySocket = 1001;
-constexpr std::size_t kRecordSize = 16;
 
-// The answer record of the pair being loaded: the first 16 bytes that are allocated for it. Nobody
+// The answer record of the pair being loaded: the first block that is taken for it. Nobody
 // owns a later record of a domain listed twice, by design; here it is freed all the same, because
 // an hour of fuzzing would not fit into memory.
 bool g_RecordAwaited = false;
@@ -35,7 +35,7 @@ extern "C" {
 int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
                           void* argument);
 void __real__ZN9HostTable3AddEPcPKc(HostTable* table, char* domain, const char* address);
-void* __real__Znwm(std::size_t size);
+void* __real__ZN10BlockStore4TakeEv(BlockStore* store);
 
 int __wrap_socket(int family, int type, int protocol) {
   CHECK(family == AF_INET && type == SOCK_DGRAM && protocol == IPPROTO_UDP);
@@ -53,13 +53,13 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, v
   return __real_pthread_create(thread, attributes, body, argument);
 }
 
-void* __wrap__Znwm(std::size_t size) {
-  void* memory = __real__Znwm(size);
-  if (g_RecordAwaited && size == kRecordSize) {
+void* __wrap__ZN10BlockStore4TakeEv(BlockStore* store) {
+  void* block = __real__ZN10BlockStore4TakeEv(store);
+  if (g_RecordAwaited) {
     g_RecordAwaited = false;
-    g_Record = memory;
+    g_Record = block;
   }
-  return memory;
+  return block;
 }
 
 void __wrap__ZN9HostTable3AddEPcPKc(HostTable* table, char* domain, const char* address) {

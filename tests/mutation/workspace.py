@@ -24,7 +24,7 @@ CONFIGURE = (
 THREAD_SAFETY = re.compile(r"error: .*\[-Werror,-Wthread-safety")
 FAILED_TEST = re.compile(r"^(?:\[  FAILED  \] |FAILED |ERROR )(\S+)|(does not hold: .*)", re.MULTILINE)
 SANITIZER_OPTIONS = {
-    "ASAN_OPTIONS": "max_malloc_fill_size=100000",
+    "ASAN_OPTIONS": "max_malloc_fill_size=100000:allocator_may_return_null=1",
     "LSAN_OPTIONS": "suppressions={tree}/tests/suppressions/lsan.txt:print_suppressions=0",
     "DNS_PROXY_DEADLINE": "10",
 }

@@ -2,26 +2,13 @@
 
 #include <new>
 
+#include "tests/unit/intake_fixture.h"
 #include "tests/unit/language_runtime.h"
-#include "tests/unit/proxy_fixture.h"
 
 namespace {
 
 // Queries at the edges of what the buffers hold.
-class IntakeLimits : public ProxyTest {
- protected:
-  IntakeLimits() { g_DnsMethodList = {AskServerA()}; }
-
-  int TakeOn(const Wire& query) {
-    Ask(query);
-    return RecvAndProcessPacketsFromLocalApps(g_SockToClientApps);
-  }
-
-  static const DnsRequest& Request(std::uint16_t id) {
-    const RequestTableGuard guard(g_DnsRequestTable);
-    return *g_DnsRequestTable.mapRequests.at(id);
-  }
-};
+class IntakeLimits : public IntakeTest {};
 
 const Wire kHeader = "AB CD 01 00 00 01 00 00 00 00 00 00"_wire;
 const Wire kMail = kHeader + "04 'mail' 00 00 01 00 01"_wire;

@@ -1,28 +1,12 @@
 #include "dns_proxy_mac/engine/local_query_intake.h"
 
 #include "dns_proxy_mac/engine/upstream_response_relay.h"
-#include "tests/unit/proxy_fixture.h"
+#include "tests/unit/intake_fixture.h"
 
 namespace {
 
-// Accepted queries. The proxy has one upstream server unless a test says otherwise, so an accepted
-// query stays in flight.
-class Intake : public ProxyTest {
- protected:
-  Intake() { g_DnsMethodList = {AskServerA()}; }
-
-  // The query arrives and is handed to the intake.
-  int TakeOn(const Wire& query) {
-    Ask(query);
-    return RecvAndProcessPacketsFromLocalApps(g_SockToClientApps);
-  }
-
-  // The record in flight under `id`; the test has the only thread.
-  static const DnsRequest& Request(std::uint16_t id) {
-    const RequestTableGuard guard(g_DnsRequestTable);
-    return *g_DnsRequestTable.mapRequests.at(id);
-  }
-};
+// Queries that are accepted.
+class Intake : public IntakeTest {};
 
 const Wire kQuery = "AB CD 01 00 00 01 00 00 00 00 00 00 04 'mail' 05 'local' 00 00 01 00 01"_wire;
 

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+
+#include "dns_proxy_mac/engine/local_query_intake.h"
+#include "tests/unit/proxy_fixture.h"
+
+/// Queries that reach the intake. The proxy has one upstream server unless a test says otherwise,
+/// so an accepted query stays in flight.
+class IntakeTest : public ProxyTest {
+ protected:
+  IntakeTest() { g_DnsMethodList = {AskServerA()}; }
+
+  /// The query arrives and is handed to the intake.
+  int TakeOn(const Wire& query) {
+    Ask(query);
+    return RecvAndProcessPacketsFromLocalApps(g_SockToClientApps);
+  }
+
+  /// The record in flight under `id`; the test has the only thread.
+  static const DnsRequest& Request(std::uint16_t id) {
+    const RequestTableGuard guard(g_DnsRequestTable);
+    return *g_DnsRequestTable.mapRequests.at(id);
+  }
+};

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/unit/language_runtime.h"
 #include "tests/unit/wire.h"
 
 namespace {
@@ -128,6 +129,14 @@ TEST_F(HostTableTest, ClearRemovesEveryEntry) {
   EXPECT_TRUE(table.mapHosts.empty());
   table.Clear();
   EXPECT_TRUE(table.mapHosts.empty());
+}
+
+TEST_F(HostTableTest, ClearFreesTheRecordOfEveryEntry) {
+  Add("one.lan", "10.0.0.1");
+  Add("two.lan", "10.0.0.2");
+  const std::size_t before = language_runtime::RecordsGivenBack();
+  table.Clear();
+  EXPECT_EQ(language_runtime::RecordsGivenBack() - before, 2U);
 }
 
 TEST_F(HostTableTest, SparePairStaysEmpty) {

@@ -4,6 +4,8 @@
 #include <atomic>
 #include <new>
 
+class BlockStore;
+
 namespace language_runtime {
 namespace {
 
@@ -12,6 +14,7 @@ constexpr std::size_t kMostRegistrations = 4096;
 std::array<const void*, kMostRegistrations> g_Registered;
 std::size_t g_RegisteredCount = 0;
 std::atomic<std::size_t> g_FailingSize{0};
+std::atomic<std::size_t> g_RecordsGivenBack{0};
 
 void FailIfAskedTo(std::size_t size) {
   if (size != 0 && g_FailingSize.compare_exchange_strong(size, 0)) throw std::bad_alloc();
@@ -20,6 +23,8 @@ void FailIfAskedTo(std::size_t size) {
 }  // namespace
 
 void FailAllocationOf(std::size_t size) { g_FailingSize = size; }
+
+std::size_t RecordsGivenBack() { return g_RecordsGivenBack; }
 
 std::vector<const void*> RegisteredForExit() {
   return std::vector<const void*>(g_Registered.begin(), g_Registered.begin() + g_RegisteredCount);
@@ -34,6 +39,7 @@ extern "C" {
 int __real___cxa_atexit(void (*destructor)(void*), void* object, void* module);
 void* __real__Znwm(std::size_t size);
 void* __real__ZN10DnsRequestnwEm(std::size_t size);
+void __real__ZN10BlockStore8GiveBackEPv(BlockStore* store, void* block);
 
 int __wrap___cxa_atexit(void (*destructor)(void*), void* object, void* module) {
   using language_runtime::g_RegisteredCount;
@@ -52,6 +58,11 @@ void* __wrap__Znwm(std::size_t size) {
 void* __wrap__ZN10DnsRequestnwEm(std::size_t size) {
   language_runtime::FailIfAskedTo(size);
   return __real__ZN10DnsRequestnwEm(size);
+}
+
+void __wrap__ZN10BlockStore8GiveBackEPv(BlockStore* store, void* block) {
+  ++language_runtime::g_RecordsGivenBack;
+  __real__ZN10BlockStore8GiveBackEPv(store, block);
 }
 
 }  // extern "C"

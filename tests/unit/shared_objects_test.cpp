@@ -10,6 +10,10 @@ namespace {
 
 class SharedObjects : public SharedObjectsTest {};
 
+// As the process began, before the first fixture set them.
+const int g_SockToClientAppsAtFirst = g_SockToClientApps;
+const int g_SockToDNSServersAtFirst = g_SockToDNSServers;
+
 }  // namespace
 
 TEST_F(SharedObjects, AreRegisteredForDestructionInTheOrderOfTheirConstruction) {
@@ -26,6 +30,8 @@ TEST_F(SharedObjects, BeginWithoutRequestsHostsMethodsOrSockets) {
   EXPECT_TRUE(g_DnsMethodList.empty());
   EXPECT_EQ(RequestsInFlight(), 0U);
   EXPECT_EQ(g_QueryID, 0);
+  EXPECT_EQ(g_SockToClientAppsAtFirst, -1);
+  EXPECT_EQ(g_SockToDNSServersAtFirst, -1);
 }
 
 TEST_F(SharedObjects, RequestsStillInFlightAreFreedAtExit) {

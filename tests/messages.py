@@ -53,9 +53,13 @@ def printed_lines():
 
 
 def main(arguments):
+    if arguments not in ([], ["--all"]):
+        print("messages.py: nothing but --all can be asked for.", file=sys.stderr)
+        return 2
     listed = messages()
     if not listed:
-        sys.exit(f"There are no messages in {TRACE}.")
+        print(f"messages.py: there are no messages in {TRACE}.", file=sys.stderr)
+        return 2
     for test, line in sorted(set(printed_lines())):
         for message in listed:
             if message.is_printed_as(line) and test not in message.tests:

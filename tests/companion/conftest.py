@@ -19,5 +19,5 @@ def pytest_configure(config):
         harness.binary_path()
         ctl.ctl_path()
         harness.enter()
-    except (harness.BinaryMissing, harness.NamespaceError) as error:
+    except harness.CannotTest as error:
         pytest.exit(str(error), returncode=STATUS_WHEN_IMPOSSIBLE)

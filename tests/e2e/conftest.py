@@ -16,5 +16,5 @@ def pytest_configure(config):
     try:
         harness.binary_path()
         harness.enter()
-    except (harness.BinaryMissing, harness.NamespaceError) as error:
+    except harness.CannotTest as error:
         pytest.exit(str(error), returncode=STATUS_WHEN_IMPOSSIBLE)

@@ -4,6 +4,7 @@ scripted upstream servers and applications, and bytes written as hex.
 A process calls `namespace.enter()` once, before it starts a thread; everything else works inside.
 """
 
+from .commands import CannotTest, OneSentenceParser
 from .namespace import NamespaceError, enter
 from .peers import Application, Upstream
 from .proxy import BinaryMissing, Proxy, binary_path
@@ -14,7 +15,9 @@ from .wire import from_hex, name_hex, query, raw_id
 __all__ = [
     "Application",
     "BinaryMissing",
+    "CannotTest",
     "NamespaceError",
+    "OneSentenceParser",
     "Proxy",
     "TraceMismatch",
     "Upstream",

@@ -12,6 +12,8 @@ import socket
 import struct
 import sys
 
+from .commands import CannotTest
+
 CONFIGURATION_DIRECTORY = "/var/log/Varnok"
 
 CLONE_NEWNS = 0x00020000
@@ -28,7 +30,7 @@ _libc = ctypes.CDLL(None, use_errno=True)
 _entered = False
 
 
-class NamespaceError(Exception):
+class NamespaceError(CannotTest):
     """The system does not let this process have namespaces of its own; the text is one sentence."""
 
 

@@ -7,6 +7,7 @@ import socket
 import subprocess
 import tempfile
 
+from .commands import CannotTest
 from .namespace import CONFIGURATION_DIRECTORY
 from .trace import Trace
 from .waiting import deadline_seconds, wait_until
@@ -33,13 +34,13 @@ END_LINES = [
 ]
 
 
-class BinaryMissing(Exception):
+class BinaryMissing(CannotTest):
     """There is no program to test; the text is one sentence."""
 
 
 def binary_path():
     path = pathlib.Path(os.environ.get(BINARY_VARIABLE, REPOSITORY / "build" / "dns_proxy_mac"))
-    if not os.access(path, os.X_OK):
+    if not path.is_file() or not os.access(path, os.X_OK):
         raise BinaryMissing(f"There is no program at {path}: build it, or name another in {BINARY_VARIABLE}.")
     return path.resolve()
 
@@ -84,6 +85,8 @@ class Proxy:
                 preexec_fn=before_exec,
                 env=SANITIZER_OPTIONS | os.environ,
             )
+        except OSError as error:
+            raise CannotTest(f"{command[0]} cannot be started: {error.strerror}.") from None
         finally:
             if stdout is None:
                 os.close(write_end)

@@ -3,14 +3,24 @@
 import os
 import time
 
+from .commands import CannotTest
+
 DEADLINE_VARIABLE = "DNS_PROXY_DEADLINE"
 DEFAULT_DEADLINE_SECONDS = 5.0
+LONGEST_DEADLINE_SECONDS = 3600
 POLL_SECONDS = 0.001
 
 
 def deadline_seconds():
     """How long an expected event may take. A sanitizer-built program is given more by the environment."""
-    return float(os.environ.get(DEADLINE_VARIABLE, DEFAULT_DEADLINE_SECONDS))
+    text = os.environ.get(DEADLINE_VARIABLE, "")
+    try:
+        seconds = float(text or DEFAULT_DEADLINE_SECONDS)
+    except ValueError:
+        seconds = 0
+    if not 0 < seconds < LONGEST_DEADLINE_SECONDS:
+        raise CannotTest(f"{DEADLINE_VARIABLE} is a number of seconds, not {text!r}.")
+    return seconds
 
 
 def wait_until(condition, what):

@@ -4,7 +4,7 @@ Given the bytes of the two configuration files and one datagram after the other,
 every datagram sent, which thread ends and how the process ends. One idea a file, in reading order:
 
     configuration   the two files
-    trace_texts     every text that the proxy prints
+    trace_texts     the texts of the trace
     network         address texts, and which sends the test network lets through
     decoder         the question's name, type and class
     tables          methods, host map, requests in flight

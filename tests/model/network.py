@@ -5,6 +5,7 @@ import socket
 
 ALL_ONES = "255.255.255.255"
 LOOPBACK_BROADCAST = "127.255.255.255"
+OWN_ADDRESSES = ("127.0.0.1", "0.0.0.0")
 
 
 def address_of(text):
@@ -19,6 +20,10 @@ def address_bytes(address):
     return socket.inet_aton(address)
 
 
+class ProxyAsksItself(Exception):
+    """A server address that leads back to the proxy, without an end; the text is the address."""
+
+
 def _unreachable(address):
     """0, or the error number of a send to an address."""
     if address == LOOPBACK_BROADCAST:
@@ -30,6 +35,9 @@ class LoopbackOnly:
     """Error numbers of the proxy's sends, 0 for one that gets through."""
 
     def send_to_server(self, address):
+        """Raises ProxyAsksItself for the proxy's own address: what comes of that is not modelled."""
+        if address in OWN_ADDRESSES:
+            raise ProxyAsksItself(address)
         return _unreachable(address)
 
     def send_to_application(self, address, port):

@@ -31,6 +31,10 @@ def run(*arguments, wrapper=(), **environment):
         (["--seeds", "-1"], "argument --seeds: numbers and ranges such as 0-3,7 are needed, not '-1'"),
         (["--seeds", ""], "argument --seeds: numbers and ranges such as 0-3,7 are needed, not ''"),
         (["--seeds", "1-"], "argument --seeds: numbers and ranges such as 0-3,7 are needed, not '1-'"),
+        (
+            ["--seeds", "0-99999999999"],
+            "argument --seeds: more than 1000000 numbers at a time are too many: '0-99999999999'",
+        ),
         (["--seeds", "3-1"], "argument --seeds: numbers and ranges such as 0-3,7 are needed, not '3-1'"),
         (["--steps", "0"], "argument --steps: a number from 1 on is needed, not '0'"),
         (["--seeds", "1", "--life", "x"], "argument --life: a number from 0 on is needed, not 'x'"),
@@ -75,4 +79,20 @@ def test_a_program_that_does_something_else(private_network):
     status, printed, _ = run("--seeds", "1", "--life", "0", "--binary", "/bin/true")
     assert status == 1
     assert "seed 1, life 0 differs at start: the trace differs" in printed
-    assert printed.endswith("replay: tests/model/compare.py --seeds 1 --life 0\n")
+    replay = "tests/model/compare.py --binary /bin/true --seeds 1 --life 0 --keep none\n"
+    assert f"shortest failing beginning: 0 steps: {replay}" in printed
+    assert printed.endswith(f"replay: {replay}")
+
+
+def test_a_replay_of_no_step_at_all(private_network):
+    arguments = ("--seeds", "1", "--life", "0", "--keep", "none")
+    assert run(*arguments) == (0, "0 steps, no difference\n", "")
+    assert run(*arguments, "--binary", "/bin/true")[0] == 1
+
+
+def test_an_empty_name_of_the_program():
+    assert run("--binary", "") == (
+        2,
+        "",
+        "There is no program at .: build it, or name another in DNS_PROXY_BINARY.\n",
+    )

@@ -1,4 +1,5 @@
-"""Every text that the proxy prints, to the last blank and misspelling."""
+"""The texts that the proxy prints as long as the system's calls do what they are asked, to the last blank and
+misspelling. Calls that fail are the end-to-end tests' matter; a port that is taken and a send are here too."""
 
 
 def printed(text):

@@ -32,7 +32,7 @@ def load(root):
     """Every mutation, each checked against the sources in `root`."""
     try:
         entries = tomllib.loads(LIST.read_text())["mutation"]
-    except (tomllib.TOMLDecodeError, KeyError) as error:
+    except (OSError, tomllib.TOMLDecodeError, KeyError) as error:
         raise BadMutation(f"{LIST.name} can't be read: {error}") from error
     return [checked(entry, root) for entry in entries]
 

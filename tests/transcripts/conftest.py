@@ -2,7 +2,7 @@
 
 import pytest
 
-from harness import BinaryMissing, NamespaceError, binary_path, enter
+from harness import CannotTest, binary_path, enter
 
 
 @pytest.fixture(scope="session")
@@ -10,5 +10,5 @@ def private_network():
     try:
         binary_path()
         enter()
-    except (BinaryMissing, NamespaceError) as error:
+    except CannotTest as error:
         pytest.fail(str(error), pytrace=False)

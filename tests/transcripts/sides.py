@@ -5,11 +5,11 @@ from model.differential.live import LiveProxy
 from model.differential.peers import Peers
 from model.differential.report import address, hex_of
 from model.engine import SERVERS
+from model.network import ProxyAsksItself
 from model.process import ModelProxy
 
-from .transcript import ANSWER, SEND, UPSTREAM
+from .transcript import ANSWER, PROXY, SEND, UPSTREAM, TranscriptError
 
-PROXY = ("127.0.0.1", 53)
 SHORTEST_MESSAGE = 12
 
 
@@ -46,10 +46,10 @@ def _compare_datagram(transcript, expected, received, side):
 
 def play_on_model(transcript):
     """Raises Mismatch."""
-    proxy = ModelProxy(transcript.dns, transcript.hostmap)
+    proxy = ModelProxy(transcript.dns, transcript.hostmap, port_is_taken=transcript.port_is_taken)
     for exchange in transcript.exchanges:
         took_queries = proxy.takes_queries
-        outcome = _model_step(proxy, exchange.action)
+        outcome = _model_step(transcript, proxy, exchange.action)
         _compare_trace(transcript, exchange, outcome.trace, "model")
         _compare_model_datagrams(transcript, exchange, outcome.sent)
         intake_ended = took_queries and not proxy.takes_queries and proxy.is_running
@@ -60,11 +60,17 @@ def play_on_model(transcript):
         _fail(transcript, last, "model", f"status {proxy.exit_status}, expected {transcript.exit_status}")
 
 
-def _model_step(proxy, action):
+def _model_step(transcript, proxy, action):
     if action is None:
         return proxy.start()
+    if not proxy.is_running:
+        _fail(transcript, action.line, "model", "the process has ended before this")
     take = proxy.from_application if action.kind == SEND else proxy.from_server
-    return take(action.content, action.address)
+    try:
+        return take(action.content, action.address)
+    except ProxyAsksItself as address:
+        text = f"{transcript.name}:{action.line}: the proxy would ask itself at {address} without an end."
+        raise TranscriptError(text) from None
 
 
 def _compare_model_datagrams(transcript, exchange, sent):
@@ -80,9 +86,11 @@ def _compare_model_datagrams(transcript, exchange, sent):
 
 def play_on_program(transcript):
     """Raises Mismatch."""
-    model = ModelProxy(transcript.dns, transcript.hostmap)
+    model = ModelProxy(transcript.dns, transcript.hostmap, port_is_taken=transcript.port_is_taken)
     model.start()
     with Peers() as peers:
+        if transcript.port_is_taken:
+            peers.open(PROXY)
         if model.is_running:
             peers.open_servers(model)
         with LiveProxy(transcript.dns, transcript.hostmap, deadline_seconds()) as live:

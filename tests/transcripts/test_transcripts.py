@@ -7,20 +7,31 @@ from transcripts.sides import Mismatch, play_on_model, play_on_program
 from transcripts.transcript import parse, read
 
 SCENARIOS = {
+    "failed_sends",
     "fallback_two_servers",
     "forwarded_answer",
+    "hit_without_room",
     "host_map_hit",
     "late_answer",
+    "long_names",
+    "name_cut_at_a_pointer",
     "no_such_name",
     "normal_end",
     "nothing_configured",
     "odd_configuration",
+    "port_taken",
+    "refused_empty",
+    "refused_header_only",
     "refused_no_question",
     "refused_pointer_first",
+    "refused_reserved_length",
     "refused_root_name",
     "refused_short",
     "refused_two_questions",
+    "refused_zero_byte_label",
     "reverse_name",
+    "unknown_id",
+    "unreachable_server",
     "wrong_source",
 }
 CONVERSATION = """\

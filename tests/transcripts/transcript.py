@@ -2,9 +2,14 @@
 
 One statement a line. A line that begins with a blank goes on with the bytes of the statement above.
 `#` begins a comment, except in the text of a `file` or `expect trace` line. An address without a port has port 53.
+Bytes are in hex; `6e*63` is the byte 6e 63 times.
+
+All that follows a `send` or `reply` comes of it. Its trace lines are compared in their order, and so are the
+datagrams to one receiver; between the trace and the datagrams, and on the program between receivers, there is none.
 
     file dns TEXT               a line of the server file; without any, the file is missing
     file hostmap TEXT           a line of the host map file
+    port taken                  somebody else holds 127.0.0.1 port 53 from before the start
     send ADDRESS BYTES          an application's datagram to the proxy
     reply ADDRESS BYTES         a datagram to the proxy's upstream socket
     expect trace TEXT           the next line that the proxy prints
@@ -15,14 +20,20 @@ One statement a line. A line that begins with a blank goes on with the bytes of 
     expect no exit              the process still waits: the last statement, instead
 """
 
+import re
 from dataclasses import dataclass, field
 
+from harness import CannotTest
+
 SERVER_PORT = 53
-SEND, REPLY, START = "send", "reply", "start"
+PROXY = ("127.0.0.1", SERVER_PORT)
+REPEATED_BYTE = re.compile(r"\b([0-9a-f]{2})\*([0-9]{1,5})\b")
+FILE, PORT_TAKEN = "file", "port taken"
+SEND, REPLY = "send", "reply"
 UPSTREAM, ANSWER = "upstream", "answer"
 
 
-class TranscriptError(Exception):
+class TranscriptError(CannotTest):
     """A transcript that cannot be played; the text is one sentence with file and line."""
 
 
@@ -57,6 +68,7 @@ class Transcript:
     name: str
     dns: bytes = None
     hostmap: bytes = None
+    port_is_taken: bool = False
     exchanges: list = field(default_factory=lambda: [Exchange()])
     exit_status: int = None
     is_complete: bool = False
@@ -73,8 +85,9 @@ def _address(text):
 
 
 def _bytes(text):
+    repeated = REPEATED_BYTE.sub(lambda found: found[1] * int(found[2]), text)
     try:
-        return bytes.fromhex(text)
+        return bytes.fromhex(repeated)
     except ValueError:
         raise ValueError(f"'{text.strip()}' are no bytes in hex") from None
 
@@ -99,9 +112,14 @@ class _Reader:
     def take(self, number, statement):
         if self.transcript.is_complete:
             raise ValueError("a statement follows the end")
+        if statement[0].isspace():
+            raise ValueError("there is no statement above that this line could go on with")
         word, _, rest = statement.partition(" ")
-        if word == "file":
+        if word == FILE:
             self._file(rest)
+        elif statement == PORT_TAKEN:
+            self._refuse_after_start(f"'{PORT_TAKEN}'")
+            self.transcript.port_is_taken = True
         elif word in (SEND, REPLY):
             self.transcript.exchanges.append(Exchange(self._datagram(word, rest, number)))
         elif word == "expect":
@@ -109,18 +127,24 @@ class _Reader:
         else:
             raise ValueError(f"unknown statement '{word}'")
 
+    def _refuse_after_start(self, what):
+        if len(self.transcript.exchanges) > 1 or self.transcript.exchanges[0].trace:
+            raise ValueError(f"{what} comes after the start")
+
     def _file(self, rest):
         which, _, text = rest.partition(" ")
         if which not in ("dns", "hostmap"):
             raise ValueError("'file' needs 'dns' or 'hostmap' and the line's text")
-        if len(self.transcript.exchanges) > 1 or self.transcript.exchanges[0].trace:
-            raise ValueError("a 'file' line comes after the start")
+        self._refuse_after_start(f"a '{FILE}' line")
         before = getattr(self.transcript, which) or b""
         setattr(self.transcript, which, before + text.encode("latin-1") + b"\n")
 
     def _datagram(self, kind, rest, number):
-        address, _, content = rest.partition(" ")
-        return Datagram(kind, _address(address), _bytes(content), number)
+        text, _, content = rest.partition(" ")
+        address = _address(text)
+        if address == PROXY:
+            raise ValueError("127.0.0.1:53 is the proxy itself")
+        return Datagram(kind, address, _bytes(content), number)
 
     def _expect(self, rest, number):
         kind, _, value = rest.partition(" ")

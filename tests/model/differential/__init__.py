@@ -4,6 +4,7 @@
     questions   random question names and queries
     files       random configuration files
     lives       random lives, from a seed
+    census      what kinds of datagrams and files they are made of
     peers       applications and servers, real and forged
     live        the real program, step by step
     lockstep    one life on both sides, and what differs

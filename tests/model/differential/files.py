@@ -13,6 +13,8 @@ def joined(rng, lines, end=b"\n"):
     if not lines:
         return rng.choice((None, b""))
     content = end.join(lines)
+    if rng.random() < 0.05:
+        return content + end * 2
     return content + end if not lines[-1] or rng.random() < 0.8 else content
 
 

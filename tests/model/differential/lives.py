@@ -12,11 +12,12 @@ FORGED_APPLICATIONS = (("127.0.0.1", 0), ("10.0.0.9", 1234), ("127.255.255.255",
 STRANGERS = (("127.0.0.1", 20004), ("127.0.0.77", 53), ("10.0.0.8", 53), ("127.0.0.2", 0))
 ANSWER_COUNTS = (1, 1, 1, 2, 127, 256, 0x8000, 0x017F, 0x0101)
 NO_ANSWER_COUNTS = (0, 0, 0, 128, 255, 0x7FFF, 0xFFFF, 0x01FF, 0x7F80)
-RESPONSE_SIZES = (12, 12, 13, 40, 100, 512, 1400, 8191, 8192, 8193, 9000)
+RESPONSE_SIZES = (12, 12, 13, 40, 100, 512, 1400, 8191, 8192, 8193, 9000, 65507)
 ORDINARY_LENGTH = (4, 90)
 MARCH_LENGTH = 330
 REFUSALS_PER_LIFE = 0.5
 BURST_DATAGRAM_BYTES = 1500
+PORT_IS_TAKEN = 0.03
 
 
 class _Life:
@@ -25,7 +26,8 @@ class _Life:
     def __init__(self, rng):
         self.rng = rng
         self.kind, self.dns, self.hostmap = files.random_files(rng)
-        self.model = ModelProxy(self.dns, self.hostmap)
+        self.port_is_taken = rng.random() < PORT_IS_TAKEN
+        self.model = ModelProxy(self.dns, self.hostmap, port_is_taken=self.port_is_taken)
         self.model.start()
         self.known = [domain for domain in self.model.hosts.domains if domain]
         self.steps = []
@@ -50,8 +52,11 @@ class _Life:
     def _application(self):
         return self.rng.choice(FORGED_APPLICATIONS if self.rng.random() < 0.04 else APPLICATIONS)
 
-    def query(self, datagram=None):
-        self.play(Query(self._application(), datagram or questions.query(self.rng, self.known)))
+    def query(self):
+        self._ask(questions.query(self.rng, self.known))
+
+    def _ask(self, datagram):
+        self.play(Query(self._application(), datagram))
 
     def burst(self):
         drawn = [questions.query(self.rng, self.known) for _ in range(self.rng.randint(2, 20))]
@@ -59,7 +64,7 @@ class _Life:
         self.play(Burst(tuple(Query(self._application(), datagram) for datagram in small)))
 
     def refusal(self):
-        self.query(questions.refused_query(self.rng))
+        self._ask(questions.refused_query(self.rng))
 
     def _message(self, number, count):
         rng = self.rng
@@ -103,7 +108,7 @@ class _Life:
             if not waiting or self.rng.random() < 0.03:
                 reverse = self.rng.random() < 0.5
                 name = questions.labels(self.rng.choice(self._reverse_names())) if reverse else b"\1m"
-                self.query(questions.header(self.rng) + name + b"\0\0\1\0\1")
+                self._ask(questions.header(self.rng) + name + b"\0\0\1\0\1")
             else:
                 request = waiting[0]
                 if self.rng.random() < 0.05:
@@ -136,8 +141,8 @@ class _Life:
 
     def close(self):
         """An end of the service, or of the intake, by a datagram too short."""
-        if self.model.is_running and self.socket_is_known and self.rng.random() < 0.8:
-            short = self.rng.randbytes(self.rng.randrange(12))
+        if self.model.is_running and self.socket_is_known and self.rng.random() < 0.7:
+            short = self.rng.randbytes(self.rng.choice((0, 11, self.rng.randrange(12))))
             self.play(Response(("127.0.0.1", 20004), short))
         elif self.model.is_running:
             self.refusal()
@@ -152,4 +157,4 @@ def life(seed, number):
         else:
             drawn.wander(drawn.rng.randint(*ORDINARY_LENGTH))
         drawn.close()
-    return Scenario(drawn.dns, drawn.hostmap, tuple(drawn.steps))
+    return Scenario(drawn.dns, drawn.hostmap, tuple(drawn.steps), drawn.port_is_taken)

@@ -1,6 +1,8 @@
 """One life on both sides at once: after every step, all that the model says has happened, and nothing else."""
 
-from harness import deadline_seconds
+import contextlib
+
+from harness import Application, deadline_seconds
 
 from ..decoder import HEADER_BYTES
 from ..engine import APPLICATIONS, SERVER_PORT, SERVERS, raw_id
@@ -31,7 +33,7 @@ class Lockstep:
         self.kept = range(len(scenario.steps)) if kept is None else kept
         self.peers = peers
         self.deadline = deadline or deadline_seconds()
-        self.model = ModelProxy(scenario.dns, scenario.hostmap)
+        self.model = ModelProxy(scenario.dns, scenario.hostmap, port_is_taken=scenario.port_is_taken)
         self.upstream = None
         self.numbers = {}
         self.played = 0
@@ -39,9 +41,9 @@ class Lockstep:
         self._ended_intake = False
 
     def run(self):
-        """The number of datagrams played. Raises Difference."""
+        """The number of steps played. Raises Difference."""
         try:
-            with LiveProxy(self.scenario.dns, self.scenario.hostmap, self.deadline) as self.live:
+            with self._port(), LiveProxy(self.scenario.dns, self.scenario.hostmap, self.deadline) as self.live:
                 self._start()
                 for position in self.kept:
                     self._at = position
@@ -52,6 +54,10 @@ class Lockstep:
         except AssertionError as failed:
             raise Difference(self._at, str(failed)) from None
         return played
+
+    def _port(self):
+        """Whoever holds the proxy's port in this life."""
+        return Application(PROXY_ADDRESS, SERVER_PORT) if self.scenario.port_is_taken else contextlib.nullcontext()
 
     def _start(self):
         outcome = self.model.start()
@@ -76,7 +82,7 @@ class Lockstep:
                 self.numbers[position, place] = raw_id(outcome.number)
         for query in queries:
             self.peers.send(query.source, query.datagram)
-        self.played += len(queries)
+        self.played += 1
         self._compare(*outcomes)
         if not self.model.takes_queries and not self._ended_intake:
             self._ended_intake = True

@@ -5,7 +5,7 @@ import struct
 NAME_BYTES = 1024
 TYPES = (1, 28, 28, 15, 255, 0, 0x1C00, 65535)
 OPTION_RECORD = bytes.fromhex("00 0029 1000 00000000 0000")
-EDGE_SIZES = (8174, 8175, 8176, 8177, 8191, 8192, 8193, 9000)
+EDGE_SIZES = (8174, 8175, 8176, 8177, 8191, 8192, 8193, 9000, 65507)
 LETTERS = b"abcdefghijklmnopqrstuvwxyz0123456789-"
 REVERSE_NAMES = (
     b"4.3.2.1.in-addr.arpa",
@@ -92,6 +92,10 @@ def question(rng, known):
     return cut_name(rng)
 
 
+def another_question(rng):
+    return labels(plain_name(rng)) + b"\0\0\1\0\1"
+
+
 def after_name(rng):
     """Type and class, whole or cut, and what may follow them."""
     fields = struct.pack("!HH", rng.choice(TYPES), rng.choice((1, 1, 1, 3, 255)))
@@ -100,8 +104,10 @@ def after_name(rng):
         return fields
     if kind < 0.75:
         return fields + OPTION_RECORD
-    if kind < 0.9:
+    if kind < 0.87:
         return fields[: rng.randrange(4)]
+    if kind < 0.9:
+        return fields + another_question(rng)
     return fields + rng.randbytes(rng.randint(1, 200))
 
 
@@ -139,11 +145,14 @@ def query(rng, known):
 
 def refused_query(rng):
     """A datagram that ends the intake."""
-    kind = rng.randrange(5)
+    kind = rng.randrange(6)
     if kind == 0:
-        return rng.randbytes(rng.randrange(12))
+        return rng.randbytes(rng.choice((0, 11, rng.randrange(12))))
     if kind == 1:
-        return header(rng, rng.choice((0, 2, 3, 0x0100, 0xFFFF))) + labels(plain_name(rng)) + b"\0" + after_name(rng)
+        return header(rng, rng.choice((0, 0, 0, 2, 0x0100, 0x0100, 0xFFFF))) + another_question(rng)
+    if kind == 5:
+        count = rng.choice((2, 3, 12))
+        return header(rng, count) + b"".join(another_question(rng) for _ in range(count))
     if kind == 2:
         return header(rng) + rng.choice((b"\0", b"\xc0\x0c", b"\x80", b"\x03\0ab\0", b"")) + after_name(rng)
     if kind == 3:

@@ -69,4 +69,6 @@ def _step(step):
 def scenario(life, kept):
     """The files and the steps that are played, one a line."""
     lines = [_file("dns", life.dns), _file("hostmap", life.hostmap)]
+    if life.port_is_taken:
+        lines.append("  port 53 is taken")
     return "\n".join(lines + [f"  step {position}: {_step(life.steps[position])}" for position in kept])

@@ -34,8 +34,12 @@ class Response:
 
 @dataclass(frozen=True)
 class Scenario:
-    """The files' bytes (None: missing) and the steps (Query, Burst, Response), each known by its position."""
+    """The files' bytes (None: missing) and the steps (Query, Burst, Response), each known by its position.
+
+    `port_is_taken`: somebody else holds 127.0.0.1 port 53 from before the start.
+    """
 
     dns: bytes
     hostmap: bytes
     steps: tuple
+    port_is_taken: bool = False

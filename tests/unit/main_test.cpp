@@ -15,6 +15,7 @@ using system_calls::Call;
 using system_calls::kSystem;
 
 // Statuses of a child that saw what it must not see.
+constexpr int kSaidTooEarly = 93;
 constexpr int kNoPipe = 94;
 constexpr int kPrinted = 95;
 constexpr int kTableFree = 96;
@@ -196,6 +197,24 @@ TEST_F(Main, EndKeepsTheTraceFromAQueryThreadStillAtWork) {
     return poll(&got_past, 1, kMomentMs) == 0 ? result : kPrinted;
   });
   EXPECT_EQ(child.Wait(), 0);
+}
+
+TEST_F(Main, OutcomeIsSaidAfterAllElseIsWrittenAndNobodyElseCanPrint) {
+  ChildProcess child([] {
+    const system_calls::Recording recording;
+    const int result = RunProgramWith(nullptr, nullptr);
+    std::vector<std::string> writes;
+    for (const std::string& call : recording.Calls()) {
+      if (call.find("write 1:") == 0) writes.push_back(call);
+    }
+    // What was buffered when the trace was taken for good, then the outcome alone.
+    const std::vector<std::string> two = {"write 1: 37 bytes", "write 1: 39 bytes"};
+    return writes == two ? result : kSaidTooEarly;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_EQ(child.rest,
+            "dnsproxy: dns_size:0, hostmap_size:0\n"
+            "func: main(line:79) StartDnsSrv failed\n");
 }
 
 TEST_F(Main, StandardOutputClosedBeforeTheStartIsNeverWrittenTo) {

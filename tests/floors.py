@@ -7,9 +7,10 @@ import sys
 
 TOP = pathlib.Path(__file__).resolve().parent.parent
 PROGRAM = TOP / "dns_proxy_mac"
+LOCKS = {"mutex.h", "thread_annotations.h"}
 MAY_INCLUDE = {
-    "trace": {"trace"},
-    "state": {"state", "platform.h"},
+    "trace": {"trace"} | LOCKS,
+    "state": {"state", "platform.h"} | LOCKS,
     "engine": {"engine", "state", "trace", "platform.h"},
     "startup": {"startup", "engine", "state", "trace", "platform.h"},
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "dns_proxy_mac/state/shared_objects.h"
+
 /// Takes one datagram of an application off `sock`, files it as a query in flight and starts its
 /// resolution. Returns 1 when it was taken on as a query.
 ///
@@ -9,4 +11,4 @@
 ///
 /// Query thread only. Takes the request table's lock once a query is accepted. An allocation that
 /// fails throws through.
-int RecvAndProcessPacketsFromLocalApps(int sock);
+int RecvAndProcessPacketsFromLocalApps(int sock) EXCLUDES(g_DnsRequestTable);

@@ -23,7 +23,7 @@ struct Forward {
   sockaddr server;
 };
 
-void SendToServer(std::uint16_t id, const Forward& forward) {
+void SendToServer(std::uint16_t id, const Forward& forward) EXCLUDES(g_DnsRequestTable) {
   if (SendDatagram(g_SockToDNSServers, forward.packet, forward.length, forward.server)) return;
   trace::ForwardFailed(id, static_cast<unsigned>(errno));
   const RequestTableGuard guard(g_DnsRequestTable);
@@ -34,13 +34,14 @@ bool SendToApplication(const DnsRequest& request, const char* response) {
   return SendDatagram(g_SockToClientApps, response, request.iQueryPacketLen, request.ClientAddr);
 }
 
-void AnswerFromHostMap(DnsRequest& request, const HostRespData& record) {
+void AnswerFromHostMap(DnsRequest& request, const HostRespData& record)
+    EXCLUDES(g_DnsRequestTable) {
   BuildHostMapAnswer(request, record);
   trace::FoundInHostMap(request.strDomain.c_str(), record.Address(), request.usId);
   if (!SendToApplication(request, request.QueryPacket)) trace::HostMapAnswerNotSent();
 }
 
-void AnswerNoSuchName(const DnsRequest& request) {
+void AnswerNoSuchName(const DnsRequest& request) EXCLUDES(g_DnsRequestTable) {
   trace::MethodsExhausted();
   char response[kDatagramCapacity];
   BuildNoSuchNameResponse(request, response);
@@ -85,7 +86,7 @@ void TryNextDNSQueryMethod(std::uint16_t id, bool bReasonIsTimeout) {
   if (method.iDNSMethodType != kMethodHostMap) return;
   const HostRespData* record = FindInHostMap(request);
   if (record == nullptr) {
-    ++request.CurrentDNSMethodIndex;
+    g_DnsRequestTable.MoveOn(request);
     guard.Release();
     TryNextDNSQueryMethod(id, false);
     return;

@@ -43,7 +43,8 @@ void TraceRelayed(const DnsRequest& request, const ReceivedResponse& response, c
   trace::ResponseRelayed(request.strDomain.c_str(), last_four, from, request.usId);
 }
 
-void RelayToApplication(const DnsRequest& request, ReceivedResponse& response, const char* from) {
+void RelayToApplication(const DnsRequest& request, ReceivedResponse& response, const char* from)
+    EXCLUDES(g_DnsRequestTable) {
   std::memcpy(response.bytes, &request.usClientId, sizeof(request.usClientId));
   if (!SendDatagram(g_SockToClientApps, response.bytes, response.length, request.ClientAddr)) {
     trace::RelayNotSent(request.usId, static_cast<unsigned>(errno));
@@ -51,7 +52,7 @@ void RelayToApplication(const DnsRequest& request, ReceivedResponse& response, c
   TraceRelayed(request, response, from);
 }
 
-void MatchToRequest(ReceivedResponse& response, const char* from) {
+void MatchToRequest(ReceivedResponse& response, const char* from) EXCLUDES(g_DnsRequestTable) {
   const std::uint16_t id = ReadHeader(response.bytes).usId;
   RequestTableGuard guard(g_DnsRequestTable);
   RequestTable::Iterator found;
@@ -73,7 +74,7 @@ void MatchToRequest(ReceivedResponse& response, const char* from) {
     RelayToApplication(*answered, response, from);
   } else {
     trace::ResponseWithoutAnswer(from, id, request.strDomain.c_str());
-    ++request.CurrentDNSMethodIndex;
+    g_DnsRequestTable.MoveOn(request);
     guard.Release();
     TryNextDNSQueryMethod(id, false);
   }

@@ -22,17 +22,6 @@ constexpr bool kAddressSanitizer = true;
 constexpr bool kAddressSanitizer = false;
 #endif
 
-class Guard {
- public:
-  explicit Guard(pthread_mutex_t& mutex) : mutex_(mutex) { pthread_mutex_lock(&mutex_); }
-  Guard(const Guard&) = delete;
-  Guard& operator=(const Guard&) = delete;
-  ~Guard() { pthread_mutex_unlock(&mutex_); }
-
- private:
-  pthread_mutex_t& mutex_;
-};
-
 void* OrBadAlloc(void* storage, const void* failed) {
   if (storage == failed) throw std::bad_alloc();
   return storage;
@@ -55,19 +44,19 @@ void BlockStore::GiveBack(void* block) {
     return;
   }
   if (block == nullptr) return;
-  const Guard guard(mutex_);
+  const MutexGuard guard(mutex_);
   spares_ = new (block) Spare{spares_};
 }
 
 void* BlockStore::TakeSpare() {
-  const Guard guard(mutex_);
+  const MutexGuard guard(mutex_);
   Spare* spare = spares_;
   if (spare != nullptr) spares_ = spare->next;
   return spare;
 }
 
 void* BlockStore::TakeFresh() {
-  const Guard guard(mutex_);
+  const MutexGuard guard(mutex_);
   if (fresh_left_ < block_size_) {
     const std::size_t size = std::max(kBytesAtATime, block_size_);
     fresh_ = static_cast<char*>(OrBadAlloc(

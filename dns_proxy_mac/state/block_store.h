@@ -1,9 +1,9 @@
 #pragma once
 
-#include <pthread.h>
-
 #include <cstddef>
 #include <cstdint>
+
+#include "dns_proxy_mac/mutex.h"
 
 /// Storage for objects of one size, for a class whose `operator new` and `operator delete` lead
 /// here. What it hands out is zeroed. Any thread.
@@ -40,13 +40,13 @@ class BlockStore {
     Spare* next;
   };
 
-  void* TakeSpare();
-  void* TakeFresh();
+  void* TakeSpare() EXCLUDES(mutex_);
+  void* TakeFresh() EXCLUDES(mutex_);
 
   const std::size_t block_size_;
   const Origin origin_;
-  pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
-  Spare* spares_ = nullptr;
-  char* fresh_ = nullptr;
-  std::size_t fresh_left_ = 0;  // bytes
+  Mutex mutex_;
+  Spare* spares_ GUARDED_BY(mutex_) = nullptr;
+  char* fresh_ GUARDED_BY(mutex_) = nullptr;
+  std::size_t fresh_left_ GUARDED_BY(mutex_) = 0;  // bytes
 };

@@ -14,8 +14,8 @@ void* DnsRequest::operator new(std::size_t /*size*/) { return g_Records.Take(); 
 
 void DnsRequest::operator delete(void* storage) noexcept { g_Records.GiveBack(storage); }
 
-// NOLINTNEXTLINE(modernize-use-equals-default): with "= default", `DnsRequest()` would zero 8 KB
-DnsRequest::DnsRequest() {}
+// Here and not in the class, where it would have `DnsRequest()` zero 8 KB.
+DnsRequest::DnsRequest() = default;
 
 DnsRequest& DnsRequest::operator=(const DnsRequest& other) {
   constexpr std::size_t kBlock = offsetof(DnsRequest, iQueryPacketLen) + sizeof(iQueryPacketLen);

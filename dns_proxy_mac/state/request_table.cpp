@@ -13,6 +13,8 @@ bool RequestTable::Find(std::uint16_t id, Iterator& found) {
   return found != mapRequests.end();
 }
 
+void RequestTable::MoveOn(DnsRequest& request) { ++request.CurrentDNSMethodIndex; }
+
 std::unique_ptr<DnsRequest> RequestTable::Take(std::uint16_t id) {
   Iterator found;
   if (!Find(id, found)) return nullptr;

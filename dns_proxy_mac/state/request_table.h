@@ -8,7 +8,7 @@
 #include <unordered_map>
 
 #include "dns_proxy_mac/state/dns_request.h"
-#include "dns_proxy_mac/state/thread_annotations.h"
+#include "dns_proxy_mac/thread_annotations.h"
 
 /// The queries in flight, filed under the proxy's 16-bit id. Owns its records.
 ///
@@ -34,6 +34,9 @@ class CAPABILITY("request table") RequestTable {
   /// True when `id` is filed; `found` is then its entry, otherwise the end of the table. The entry
   /// is good until the lock is given back or the id is deleted.
   bool Find(std::uint16_t id, Iterator& found) REQUIRES(this);
+
+  /// Moves a filed record on to its next method. The index has 8 bits: behind 255 it is 0 again.
+  void MoveOn(DnsRequest& request) REQUIRES(this);
 
   /// Removes the record of `id` and hands it over, so that the caller can go on with it after
   /// giving the lock back; null when there is none.

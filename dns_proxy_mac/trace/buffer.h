@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "dns_proxy_mac/mutex.h"
+
 /// The lines that are printed and not yet written out. Whoever calls anything here holds the
 /// output's lock; only `Line` and the output itself do.
 ///
@@ -15,14 +17,15 @@ inline constexpr std::size_t kSize = 65536;
 inline constexpr std::size_t kIntegerDigits = 11;  // a sign and the ten digits of 32 bits
 
 // Without destructors: a worker that outlives main may still come here during exit.
-extern char g_Bytes[kSize];
-extern std::size_t g_Used;
+extern Mutex g_Lock;
+extern char g_Bytes[kSize] GUARDED_BY(g_Lock);
+extern std::size_t g_Used GUARDED_BY(g_Lock);
 
 /// Appends a text for which there is not enough room, writing out each time that the buffer is
 /// full.
-void AppendInParts(const char* text, std::size_t length);
+void AppendInParts(const char* text, std::size_t length) REQUIRES(g_Lock);
 
-inline void Append(const char* text, std::size_t length) {
+inline void Append(const char* text, std::size_t length) REQUIRES(g_Lock) {
   if (length > kSize - g_Used) {
     AppendInParts(text, length);
     return;
@@ -32,7 +35,7 @@ inline void Append(const char* text, std::size_t length) {
 }
 
 template <typename Integer>
-void AppendInteger(Integer value) {
+void AppendInteger(Integer value) REQUIRES(g_Lock) {
   if (kSize - g_Used >= kIntegerDigits) {
     char* const digits = g_Bytes + g_Used;
     g_Used += static_cast<std::size_t>(std::to_chars(digits, digits + kIntegerDigits, value).ptr -
@@ -44,16 +47,18 @@ void AppendInteger(Integer value) {
   AppendInParts(digits, static_cast<std::size_t>(result.ptr - digits));
 }
 
-inline void AppendValue(const char* text) { Append(text, std::strlen(text)); }
-inline void AppendValue(int value) { AppendInteger(value); }
-inline void AppendValue(unsigned value) { AppendInteger(value); }
+inline void AppendValue(const char* text) REQUIRES(g_Lock) { Append(text, std::strlen(text)); }
+inline void AppendValue(int value) REQUIRES(g_Lock) { AppendInteger(value); }
+inline void AppendValue(unsigned value) REQUIRES(g_Lock) { AppendInteger(value); }
 
-[[gnu::always_inline]] inline void AppendFormatted(const char* format) { AppendValue(format); }
+[[gnu::always_inline]] inline void AppendFormatted(const char* format) REQUIRES(g_Lock) {
+  AppendValue(format);
+}
 
 /// Text up to the first placeholder, the first value in its place, then the rest.
 template <typename Value, typename... Values>
 [[gnu::always_inline]] inline void AppendFormatted(const char* format, Value value,
-                                                   Values... values) {
+                                                   Values... values) REQUIRES(g_Lock) {
   const char* placeholder = std::strchr(format, '%');
   Append(format, static_cast<std::size_t>(placeholder - format));
   AppendValue(value);

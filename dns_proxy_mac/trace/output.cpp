@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <pthread.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,6 +11,7 @@
 namespace trace {
 namespace buffer {
 
+Mutex g_Lock;
 char g_Bytes[kSize];
 std::size_t g_Used = 0;
 
@@ -19,8 +19,7 @@ std::size_t g_Used = 0;
 
 namespace {
 
-pthread_mutex_t g_OutputMutex = PTHREAD_MUTEX_INITIALIZER;
-bool g_HasOutput = true;
+bool g_HasOutput GUARDED_BY(buffer::g_Lock) = true;
 thread_local bool t_HoldsUntilExit = false;
 
 // Waits for a descriptor that somebody has made non-blocking, as a blocking one would wait by
@@ -35,7 +34,7 @@ bool CanRetry(int error) {
   return (error == EAGAIN || error == EWOULDBLOCK) && WaitWritable();
 }
 
-void WriteOut() {
+void WriteOut() REQUIRES(buffer::g_Lock) {
   const char* from = buffer::g_Bytes;
   std::size_t left = g_HasOutput ? buffer::g_Used : 0;
   while (left > 0) {
@@ -64,14 +63,17 @@ void buffer::AppendInParts(const char* text, std::size_t length) {
 }
 
 OutputGuard::OutputGuard() {
-  if (!t_HoldsUntilExit) pthread_mutex_lock(&g_OutputMutex);
+  if (!t_HoldsUntilExit) buffer::g_Lock.Lock();
 }
 
 OutputGuard::~OutputGuard() {
-  if (!t_HoldsUntilExit) pthread_mutex_unlock(&g_OutputMutex);
+  if (!t_HoldsUntilExit) buffer::g_Lock.Unlock();
 }
 
-void OpenOutput() { g_HasOutput = fcntl(STDOUT_FILENO, F_GETFD) != -1; }
+void OpenOutput() {
+  const OutputGuard guard;
+  g_HasOutput = fcntl(STDOUT_FILENO, F_GETFD) != -1;
+}
 
 void Flush() {
   const OutputGuard guard;

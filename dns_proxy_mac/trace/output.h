@@ -18,12 +18,12 @@ namespace trace {
 void OpenOutput();
 
 /// Holds the output's lock for the length of a scope.
-class OutputGuard {
+class SCOPED_CAPABILITY OutputGuard {
  public:
-  OutputGuard();
+  OutputGuard() ACQUIRE(buffer::g_Lock);
   OutputGuard(const OutputGuard&) = delete;
   OutputGuard& operator=(const OutputGuard&) = delete;
-  ~OutputGuard();
+  ~OutputGuard() RELEASE();
 };
 
 /// Appends one formatted text: a literal with a placeholder for each value, %s for a text (up to

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -97,6 +98,14 @@ TEST(BlockStoreOfPages, BlockThatComesBackIsTheNextOneGivenOut) {
   EXPECT_EQ(store.Take(), first);
   EXPECT_NE(store.Take(), first);
   EXPECT_NE(kept, first);
+}
+
+TEST(BlockStoreOfPages, EveryBlockThatComesBackIsGivenOutAgain) {
+  BlockStore store(kBlockSize, BlockStore::Origin::kPages);
+  const std::set<void*> first = {store.Take(), store.Take(), store.Take()};
+  for (void* block : first) store.GiveBack(block);
+  const std::set<void*> second = {store.Take(), store.Take(), store.Take()};
+  EXPECT_EQ(first, second);
 }
 
 TEST(BlockStoreOfPages, BlockLargerThanThePagesTakenAtATimeHasPagesOfItsOwn) {

@@ -15,6 +15,7 @@ using system_calls::Call;
 using system_calls::kSystem;
 
 // Statuses of a child that saw what it must not see.
+constexpr int kTraceTakenFirst = 92;
 constexpr int kSaidTooEarly = 93;
 constexpr int kNoPipe = 94;
 constexpr int kPrinted = 95;
@@ -197,6 +198,33 @@ TEST_F(Main, EndKeepsTheTraceFromAQueryThreadStillAtWork) {
     return poll(&got_past, 1, kMomentMs) == 0 ? result : kPrinted;
   });
   EXPECT_EQ(child.Wait(), 0);
+}
+
+TEST_F(Main, WorkerThatHoldsTheRequestTableCanStillPrint) {
+  ChildProcess child([] {
+    const system_calls::Recording recording;
+    int ends[2];
+    if (pipe(ends) != 0) return kNoPipe;
+    std::thread worker([&] {
+      const RequestTableGuard guard(g_DnsRequestTable);
+      (void)!write(ends[1], "h", 1);
+      poll(nullptr, 0, kMomentMs);  // main comes to its end and waits for the table
+      for (const std::string& call : recording.Calls()) {
+        if (call.find("write 1:") == 0) _exit(kTraceTakenFirst);
+      }
+      trace::Line("from a worker\n");
+    });
+    char held = 0;
+    (void)!read(ends[0], &held, 1);
+    const int result = RunProgramWith(nullptr, nullptr);
+    worker.join();
+    return result;
+  });
+  EXPECT_EQ(child.Wait(), 0);
+  EXPECT_EQ(child.rest,
+            "dnsproxy: dns_size:0, hostmap_size:0\n"
+            "from a worker\n"
+            "func: main(line:79) StartDnsSrv failed\n");
 }
 
 TEST_F(Main, OutcomeIsSaidAfterAllElseIsWrittenAndNobodyElseCanPrint) {

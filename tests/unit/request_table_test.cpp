@@ -152,6 +152,19 @@ TEST(RequestTableTest, TakeRemovesTheEntryAndHandsOverItsRecord) {
   EXPECT_TRUE(table.mapRequests.empty());
 }
 
+TEST(RequestTableTest, MoveOnStepsToTheNextMethodAndFrom255To0) {
+  RequestTable table;
+  const RequestTableGuard guard(table);
+  DnsRequest* record = Record(7, "moved");
+  table.Add(record);
+  record->CurrentDNSMethodIndex = 3;
+  table.MoveOn(*record);
+  EXPECT_EQ(record->CurrentDNSMethodIndex, 4);
+  record->CurrentDNSMethodIndex = 255;
+  table.MoveOn(*record);
+  EXPECT_EQ(record->CurrentDNSMethodIndex, 0);
+}
+
 TEST(RequestTableTest, TakeOfAnIdThatIsNotFiledIsNull) {
   RequestTable table;
   const RequestTableGuard guard(table);

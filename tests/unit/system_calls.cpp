@@ -200,6 +200,7 @@ ssize_t __wrap_write(int descriptor, const void* data, std::size_t length) {
 }
 
 int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout) {
+  Record("poll ", count == 0 ? -1 : descriptors->fd, ": up to ", timeout, " ms");
   const auto answer = NextAnswer(Call::kPoll);
   return answer ? *answer : __real_poll(descriptors, count, timeout);
 }

@@ -69,6 +69,17 @@ TEST_F(TraceOutput, LineThatDoesNotFitIsWrittenInParts) {
   EXPECT_EQ(Trace(), "d\n");
 }
 
+TEST_F(TraceOutput, NumberThatDoesNotFitIsWrittenInParts) {
+  for (std::size_t room = 0; room <= 12; ++room) {
+    Print(kBuffer - room, 'a');
+    trace::Line("%d\n", -2147483647);
+    EXPECT_EQ(Trace(), std::string(kBuffer - room - 1, 'a') + "\n-2147483647\n") << room;
+    Print(kBuffer - room, 'a');
+    trace::Line("%u\n", 65535U);
+    EXPECT_EQ(Trace(), std::string(kBuffer - room - 1, 'a') + "\n65535\n") << room;
+  }
+}
+
 TEST_F(TraceOutput, TextLongerThanTheBufferIsWrittenWhole) {
   const std::string text(3 * kBuffer + 5, 'x');
   trace::Line("text %s ends\n", text.c_str());
@@ -140,7 +151,11 @@ TEST_F(TraceOutput, InterruptedWaitForANonBlockingOutputIsRepeated) {
   trace::Line("line\n");
   system_calls::Substitute(Call::kWrite, {{-1, EAGAIN}, {-1, EAGAIN}});
   system_calls::Substitute(Call::kPoll, {{-1, EINTR}, {1}});
+  const system_calls::Recording recording;
   trace::Flush();
+  EXPECT_THAT(recording.Calls(),
+              ::testing::ElementsAre("write 1: 5 bytes", "poll 1: up to -1 ms", "write 1: 5 bytes",
+                                     "poll 1: up to -1 ms", "write 1: 5 bytes"));
   EXPECT_EQ(trace_.Written(), "line\n");
 }
 

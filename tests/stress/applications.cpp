@@ -8,6 +8,7 @@ constexpr std::size_t kWindow = 12;
 constexpr std::uint32_t kNumbersEach = 100000000;
 constexpr std::uint32_t kStuckEvery = 50000;
 constexpr int kPatienceMs = 100;
+constexpr int kKnockingMs = 5;
 constexpr auto kOverdue = std::chrono::seconds(3);
 constexpr auto kGivenUp = std::chrono::seconds(60);
 
@@ -22,7 +23,7 @@ Road RoadFor(std::uint32_t number) {
 Application::Application(int number)
     : sock_(BoundSocket("127.0.0.1", 0)),
       next_(static_cast<std::uint32_t>(number) * kNumbersEach),
-      proxy_(Address("127.0.0.1", 53)) {}
+      proxy_(Address("127.0.0.1", kProxyPort)) {}
 
 bool Application::Run(std::uint32_t queries, std::atomic<int>& done,
                       const std::atomic<bool>& stop) {
@@ -32,8 +33,9 @@ bool Application::Run(std::uint32_t queries, std::atomic<int>& done,
   sockaddr_in from{};
   while (!stop) {
     while (in_flight_.size() < kWindow) AskNext();
-    if (Receive(sock_, kPatienceMs, response, from)) {
+    if (Receive(sock_, heard_ ? kPatienceMs : kKnockingMs, response, from)) {
       last_response = Clock::now();
+      heard_ = true;
       if (!TakeResponse(response)) return false;
     } else {
       RepeatOverdue();
@@ -54,28 +56,32 @@ bool Application::Run(std::uint32_t queries, std::atomic<int>& done,
 void Application::AskNext() {
   while (in_flight_.count(next_id_) != 0) ++next_id_;
   const Road road = RoadFor(next_);
-  Asked asked{MakeQuery(next_id_, road, next_), road, Clock::now(), false};
+  Asked asked{MakeQuery(next_id_, road, next_), road, Clock::now(), 1};
   Send(sock_, asked.query, proxy_);
   in_flight_.emplace(next_id_, std::move(asked));
+  answered_once_.erase(next_id_);
   ++next_id_;
   ++next_;
 }
 
 bool Application::TakeResponse(const Message& response) {
   const auto id = *reinterpret_cast<const std::uint16_t*>(response.data());
-  const auto found = in_flight_.find(id);
-  // A repeated query may be answered twice; any other response belongs to a query in flight.
-  if (found == in_flight_.end()) {
-    if (repeats_ > 0) return true;
+  const auto waiting = in_flight_.find(id);
+  const auto before = answered_once_.find(id);
+  const bool is_waited_for = waiting != in_flight_.end();
+  if (!is_waited_for && (before == answered_once_.end() || before->second.times == 0)) {
     std::fprintf(stderr, "proxy_load: a response with id %d that nobody waits for\n", id);
     return false;
   }
-  const Asked& asked = found->second;
+  Asked& asked = is_waited_for ? waiting->second : before->second;
   if (!IsRightResponse(asked.query, asked.road, response)) {
     std::fprintf(stderr, "proxy_load: a wrong response to '%s'\n", asked.query.c_str() + 13);
     return false;
   }
-  in_flight_.erase(found);
+  --asked.times;
+  if (!is_waited_for) return true;
+  if (asked.times > 0) answered_once_.emplace(id, std::move(asked));
+  in_flight_.erase(waiting);
   ++answered_;
   return true;
 }
@@ -84,10 +90,10 @@ void Application::RepeatOverdue() {
   const auto now = Clock::now();
   for (auto& [id, asked] : in_flight_) {
     // A stuck query waits for the ids to come round, not for another try.
-    if (asked.road == Road::kStuck || now - asked.when < kOverdue) continue;
+    if (asked.road == Road::kStuck || (heard_ && now - asked.when < kOverdue)) continue;
     Send(sock_, asked.query, proxy_);
     asked.when = now;
-    asked.repeated = true;
-    ++repeats_;
+    ++asked.times;
+    repeats_ += heard_ ? 1 : 0;
   }
 }

@@ -4,6 +4,7 @@
 // end while queries keep coming. Tells what it saw and ends with 0 when every response was right.
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
@@ -15,6 +16,9 @@
 namespace {
 
 constexpr int kApplications = 3;
+// From so many on, the proxy's ids have come round to a query that waits for just that.
+constexpr long kQueriesForAWrap = 200000;
+constexpr auto kTimeToEnd = std::chrono::seconds(20);
 
 }  // namespace
 
@@ -39,14 +43,25 @@ int main(int argc, char** argv) {
       if (!application.Run(each, done, stop)) failed = true;
     });
   }
-  // It ends the proxy at its end, while the applications still ask.
   upstreams.ServeUntil([&] { return done == kApplications || failed; });
+  upstreams.EndProxy();
+  const auto ending = std::chrono::steady_clock::now();
+  bool has_ended = false;
+  // The applications go on asking until the proxy has gone.
+  upstreams.ServeUntil([&] {
+    has_ended = IsFree("127.0.0.1", kProxyPort);
+    return has_ended || failed || std::chrono::steady_clock::now() - ending > kTimeToEnd;
+  });
   stop = true;
   for (std::thread& asker : askers) asker.join();
 
   std::uint32_t repeats = 0;
   for (const Application& application : applications) repeats += application.repeats();
+  const bool no_wrap = queries >= kQueriesForAWrap && upstreams.wraps() == 0;
+  if (no_wrap) std::fprintf(stderr, "proxy_load: no id came round to a query in flight\n");
+  if (!has_ended && !failed) std::fprintf(stderr, "proxy_load: the proxy did not end\n");
+  const bool is_right = !failed && !no_wrap && has_ended;
   std::printf("%ld queries, %u ids came round to a query in flight, %u queries asked again: %s\n",
-              queries, upstreams.wraps(), repeats, failed ? "FAILED" : "every response right");
-  return failed ? 1 : 0;
+              queries, upstreams.wraps(), repeats, is_right ? "every response right" : "FAILED");
+  return is_right ? 0 : 1;
 }

@@ -25,8 +25,9 @@ void Upstreams::ServeUntil(const std::function<bool()>& is_over) {
     if (sockets[0].revents != 0 && Receive(server_a_, 0, query, proxy_)) ServeA(query, proxy_);
     if (sockets[1].revents != 0 && Receive(server_b_, 0, query, proxy_)) ServeB(query, proxy_);
   }
-  Send(server_a_, "eleven byte", proxy_);
 }
+
+void Upstreams::EndProxy() const { Send(server_a_, "eleven byte", proxy_); }
 
 void Upstreams::ServeA(const Message& query, const sockaddr_in& proxy) {
   const Message answer = Answer(query, kSaltA);

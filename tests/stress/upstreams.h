@@ -14,9 +14,11 @@ class Upstreams {
  public:
   Upstreams();
 
-  /// Serves on the caller's thread until `is_over`, then ends the proxy the normal way: with a
-  /// datagram shorter than a header on its upstream socket.
+  /// Serves on the caller's thread until `is_over`.
   void ServeUntil(const std::function<bool()>& is_over);
+
+  /// Ends the proxy the normal way: with a datagram shorter than a header on its upstream socket.
+  void EndProxy() const;
 
   /// How often a query that was still in flight came again, because the proxy's ids had come round
   /// to it. Each time the query that was new got lost.

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdio>
@@ -122,6 +123,15 @@ int BoundSocket(const char* ip, std::uint16_t port) {
     std::exit(2);
   }
   return sock;
+}
+
+bool IsFree(const char* ip, std::uint16_t port) {
+  const int sock = socket(AF_INET, SOCK_DGRAM, 0);
+  const sockaddr_in address = Address(ip, port);
+  const bool is_bound =
+      bind(sock, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+  close(sock);
+  return is_bound;
 }
 
 bool Receive(int sock, int milliseconds, Message& message, sockaddr_in& from) {

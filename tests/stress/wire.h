@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+inline constexpr std::uint16_t kProxyPort = 53;
+
 /// A datagram as bytes.
 using Message = std::string;
 
@@ -51,6 +53,8 @@ inline constexpr std::uint8_t kSaltStranger = 0xEE;
 sockaddr_in Address(const char* ip, std::uint16_t port);
 /// A UDP socket bound on `ip`:`port`; ends the program with a sentence when that fails.
 int BoundSocket(const char* ip, std::uint16_t port);
+/// Whether nobody holds `ip`:`port`.
+bool IsFree(const char* ip, std::uint16_t port);
 /// The next datagram within `milliseconds`, and who sent it; false when none came.
 bool Receive(int sock, int milliseconds, Message& message, sockaddr_in& from);
 void Send(int sock, const Message& message, const sockaddr_in& to);

@@ -112,21 +112,29 @@ bool SamePacket(const DnsRequest& record, const std::string& expected) {
          std::memcmp(record.QueryPacket + size, zeros.data(), zeros.size() - size) == 0;
 }
 
+bool SameMethods(const DnsRequest& record, const ExpectedMethods& expected) {
+  const std::vector<DNSMethodInfo>& methods = MethodInfos(expected);
+  return record.vecMethods.size() == methods.size() &&
+         (methods.empty() || std::memcmp(record.vecMethods.data(), methods.data(),
+                                         methods.size() * sizeof(DNSMethodInfo)) == 0);
+}
+
 bool SameRecord(const DnsRequest& record, std::uint16_t id, const ExpectedRequest& expected) {
   return record.usId == id && std::memcmp(&record.usClientId, expected.client_id.data(), 2) == 0 &&
          std::memcmp(&record.ClientAddr, expected.client.data(), 16) == 0 &&
          record.CurrentDNSMethodIndex == expected.index && record.strDomain == expected.name &&
          record.usQType == expected.type && record.usQClass == expected.type_class &&
          record.iRecvLen == record.iQueryPacketLen && !record.bSpare &&
-         record.vecMethods.size() == expected.methods->size() &&
-         SamePacket(record, expected.packet);
+         SameMethods(record, *expected.methods) && SamePacket(record, expected.packet);
 }
 
 bool SameDatagram(const SentDatagram& sent, const ExpectedDatagram& expected) {
   const int sock = expected.to_application ? kApplicationsSocket : kServersSocket;
   const std::string address =
       expected.to_application ? expected.address : ServerSocketAddress(expected.address);
-  return sent.sock == sock && sent.bytes == expected.bytes && sent.address.substr(0, 16) == address;
+  return sent.sock == sock && sent.bytes == expected.bytes &&
+         sent.address.substr(0, 16) == address &&
+         sent.address.find_first_not_of('\0', 16) == std::string::npos;
 }
 
 }  // namespace

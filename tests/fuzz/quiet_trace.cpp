@@ -24,4 +24,5 @@ bool LoseStandardOutputForAMoment() {
 void QuietTrace() {
   static const bool quiet = LoseStandardOutputForAMoment();
   static_cast<void>(quiet);
+  trace::Flush();
 }

@@ -33,6 +33,12 @@ class ServiceStart : public SharedObjectsTest {
     return text.str();
   }
 
+  // The address that `name` has in the host map, "" when it has none.
+  static Wire HostAddress(const char* name) {
+    HostRespData* record = nullptr;
+    return g_Hostmaps.Find(name, record) ? WireAt(record->Address(), 4) : Wire{};
+  }
+
  private:
   std::optional<bool> started_;
 };
@@ -62,9 +68,7 @@ TEST_F(ServiceStart, ThreePairsAndTwoServersMakeThreeMethods) {
   EXPECT_EQ(g_DnsMethodList[2].iDNSMethodType, 0);
   EXPECT_EQ(Address(2), "16 bytes: 02 00 00 35 C0 00 02 02 00 00 00 00 00 00 00 00");
   EXPECT_EQ(g_Hostmaps.mapHosts.size(), 3U);
-  HostRespData* record = nullptr;
-  ASSERT_TRUE(g_Hostmaps.Find("b.lan", record));
-  EXPECT_EQ(WireAt(record->Address(), 4), "0A 00 00 02"_wire);
+  EXPECT_EQ(HostAddress("b.lan"), "0A 00 00 02"_wire);
 }
 
 TEST_F(ServiceStart, EveryPairOfALongHostMapIsAddedInItsOrder) {
@@ -83,13 +87,9 @@ TEST_F(ServiceStart, EveryPairOfALongHostMapIsAddedInItsOrder) {
   EXPECT_TRUE(Start({}, host_map));
   EXPECT_THAT(Trace(), ::testing::StartsWith(lines));
   EXPECT_EQ(g_Hostmaps.mapHosts.size(), 40U);
-  HostRespData* record = nullptr;
-  ASSERT_TRUE(g_Hostmaps.Find("host10", record));
-  EXPECT_EQ(WireAt(record->Address(), 4), "0A 00 00 0A"_wire);
-  ASSERT_TRUE(g_Hostmaps.Find("host26", record));
-  EXPECT_EQ(WireAt(record->Address(), 4), "0A 00 00 1A"_wire);
-  ASSERT_TRUE(g_Hostmaps.Find("host49", record));
-  EXPECT_EQ(WireAt(record->Address(), 4), "0A 00 00 31"_wire);
+  EXPECT_EQ(HostAddress("host10"), "0A 00 00 0A"_wire);
+  EXPECT_EQ(HostAddress("host26"), "0A 00 00 1A"_wire);
+  EXPECT_EQ(HostAddress("host49"), "0A 00 00 31"_wire);
 }
 
 TEST_F(ServiceStart, EmptyHostMapMakesServerMethodsOnly) {
@@ -130,12 +130,9 @@ TEST_F(ServiceStart, PairsAreLoadedAsTheyAreAndTheFirstOfADomainStays) {
   EXPECT_TRUE(Start(
       {}, {{"localhost", "localhost"}, {"a.lan", "10.0.0.1"}, {"a.lan", "10.9.9.9"}, {"", ""}}));
   EXPECT_EQ(g_Hostmaps.mapHosts.size(), 3U);
-  HostRespData* record = nullptr;
-  ASSERT_TRUE(g_Hostmaps.Find("localhost", record));
-  EXPECT_EQ(WireAt(record->Address(), 4), "FF FF FF FF"_wire);
-  ASSERT_TRUE(g_Hostmaps.Find("a.lan", record));
-  EXPECT_EQ(WireAt(record->Address(), 4), "0A 00 00 01"_wire);
-  ASSERT_TRUE(g_Hostmaps.Find("", record));
+  EXPECT_EQ(HostAddress("localhost"), "FF FF FF FF"_wire);
+  EXPECT_EQ(HostAddress("a.lan"), "0A 00 00 01"_wire);
+  EXPECT_EQ(HostAddress(""), "FF FF FF FF"_wire);
 }
 
 TEST_F(ServiceStart, TextsEndAtTheirFirstNul) {

@@ -166,14 +166,15 @@ def test_edit_with_an_error_leaves_the_proxy_of_launchd_as_it_is(launchd):
         wait_for_answers()
         DNS_FILE.write_text("not an address\n")
         assert launchd.apply_edit(proxy) == 2
-        assert is_answering()
+        wait_for_answers()
         assert proxy.end_statuses == []
 
 
 def test_trace_of_launchd_keeps_to_its_size_whatever_is_asked(launchd):
     def ask_and_look():
         answer_now(MAPPED_NAME)
-        assert not TRACE.exists() or TRACE.stat().st_size <= MEBIBYTE
+        with contextlib.suppress(FileNotFoundError):  # at the moment at which it is put aside
+            assert TRACE.stat().st_size <= MEBIBYTE
         return FULL_TRACE.exists()
 
     with launchd.job("local.dns_proxy_mac", TRACE_MEGABYTES="1") as proxy:

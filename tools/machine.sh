@@ -15,6 +15,17 @@ as_root() {
   fi
 }
 
+# Runs a command until it succeeds, for a minute: a system that was just started may hold the packages' locks
+# for updates of its own.
+patiently() {
+  local try
+  for try in {1..6}; do
+    "$@" && return
+    sleep 10
+  done
+  "$@"
+}
+
 # Installs those of the given Debian packages that are missing.
 install_packages() {
   command -v apt-get >/dev/null || die "there is no apt-get here: install what corresponds to: $*"
@@ -24,7 +35,7 @@ install_packages() {
   done
   [ ${#missing[@]} -eq 0 ] && return
   say "installing ${missing[*]}"
-  as_root apt-get update -qq
+  patiently as_root apt-get update -qq || say "going on with the lists of packages that are here"
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
-    "${missing[@]}" >/dev/null
+    -o DPkg::Lock::Timeout=60 "${missing[@]}" >/dev/null
 }

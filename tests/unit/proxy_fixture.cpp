@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <thread>
 
 #include "dns_proxy_mac/engine/method_fallback.h"
 #include "tests/unit/language_runtime.h"
@@ -88,6 +89,12 @@ ProxyTest::ProxyTest() {
 ProxyTest::~ProxyTest() {
   close(apps_socket);
   close(servers_socket);
+}
+
+void ProxyTest::Deliver(const UdpPeer& sender, const Wire& datagram, int sock) {
+  const std::uint32_t before = MemoryOfWaiting(sock);
+  sender.Send(datagram, AddressOfSocket(sock));
+  while (MemoryOfWaiting(sock) == before) std::this_thread::yield();
 }
 
 void ProxyTest::File(const RequestInFlight& wanted) {

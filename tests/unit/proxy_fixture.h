@@ -62,11 +62,11 @@ class ProxyTest : public SharedObjectsTest {
   ~ProxyTest() override;
 
   /// The application's query arrives at the proxy.
-  void Ask(const Wire& query) { application.Send(query, AddressOfSocket(apps_socket)); }
+  void Ask(const Wire& query) { Deliver(application, query, apps_socket); }
 
   /// A response of `server` arrives at the proxy.
   void Respond(const UdpPeer& server, const Wire& response) {
-    server.Send(response, AddressOfSocket(servers_socket));
+    Deliver(server, response, servers_socket);
   }
 
   DNSMethodInfo AskServerA() const { return ServerMethod(server_a.Address()); }
@@ -83,4 +83,9 @@ class ProxyTest : public SharedObjectsTest {
   UdpPeer application{"127.0.0.1"};
   UdpPeer server_a{"127.0.0.2"};
   UdpPeer server_b{"127.0.0.3"};
+
+ private:
+  // Returns when the datagram has arrived: a kernel with much to do puts that off. Nobody may be
+  // receiving from `sock` meanwhile.
+  static void Deliver(const UdpPeer& sender, const Wire& datagram, int sock);
 };

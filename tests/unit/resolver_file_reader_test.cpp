@@ -2,6 +2,8 @@
 
 #include <sys/mount.h>
 
+#include <fstream>
+
 #include "dns_proxy_mac/trace/output.h"
 #include "tests/unit/child_process.h"
 #include "tests/unit/proxy_fixture.h"
@@ -112,10 +114,11 @@ TEST_F(ResolverFile, MissingFileTouchesNothing) {
 }
 
 TEST_F(ResolverFile, IsTheHostsOwn) {
-  const TemporaryFile hosts_own("nameserver 192.0.2.1\nnameserver 192.0.2.2\n");
-  ChildProcess child([&] {
+  ChildProcess child([this] {
     UnshareMounts();
-    if (mount(hosts_own.Path(), "/etc/resolv.conf", nullptr, MS_BIND, nullptr) != 0) return 2;
+    // The whole folder: a host may have no such file, or a link to nowhere.
+    if (mount("tmpfs", "/etc", "tmpfs", 0, nullptr) != 0) return 2;
+    std::ofstream("/etc/resolv.conf") << "nameserver 192.0.2.1\nnameserver 192.0.2.2\n";
     get_localdns_dnsproxy(first.data(), second.data(), third.data());
     trace::Flush();
     return first + second == "192.0.2.1-------192.0.2.2-------" ? 0 : 1;

@@ -1,6 +1,7 @@
 #include "tests/unit/udp_peer.h"
 
 #include <arpa/inet.h>
+#include <linux/sock_diag.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/uio.h>
@@ -73,3 +74,10 @@ bool UdpPeer::HasNothing() const {
 }
 
 sockaddr_in UdpPeer::Address() const { return AddressOfSocket(sock_); }
+
+std::uint32_t MemoryOfWaiting(int sock) {
+  std::uint32_t memory[SK_MEMINFO_VARS] = {};
+  socklen_t length = sizeof(memory);
+  if (getsockopt(sock, SOL_SOCKET, SO_MEMINFO, memory, &length) != 0) Fail("getsockopt");
+  return memory[SK_MEMINFO_RMEM_ALLOC];
+}

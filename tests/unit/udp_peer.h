@@ -39,3 +39,6 @@ sockaddr_in AddressOfSocket(int sock);
 /// A UDP socket bound on `address`; a receive call on it fails after ten seconds without a
 /// datagram, so that a test that goes wrong ends.
 int BoundSocket(const char* address, std::uint16_t port);
+
+/// The bytes of memory of the datagrams that have arrived at `sock` and are not received yet.
+std::uint32_t MemoryOfWaiting(int sock);

@@ -15,7 +15,7 @@ class Terminal:
     """
 
     def __init__(self, command, columns=80, rows=24, environment=None):
-        self._folder = tempfile.TemporaryDirectory()
+        self._folder = tempfile.TemporaryDirectory(dir="/tmp")  # a socket's path is short
         self._socket = os.path.join(self._folder.name, "tmux")
         line = "exec " + " ".join(shlex.quote(str(word)) for word in command)
         size = ["-x", str(columns), "-y", str(rows)]

@@ -7,7 +7,7 @@ import socket
 import pytest
 from harness import Application, wait_until
 from harness.faults import as_user
-from harness.namespace import replace_file
+from harness.namespace import replace_file, where_there_is_ipv6
 from harness.proxy import write_configuration
 
 import ctl
@@ -90,7 +90,8 @@ def test_intake_has_ended():
 
 
 @pytest.mark.parametrize(
-    ("family", "address"), [(socket.AF_INET, "127.0.0.1"), (socket.AF_INET, "0.0.0.0"), (socket.AF_INET6, "::")]
+    ("family", "address"),
+    [(socket.AF_INET, "127.0.0.1"), (socket.AF_INET, "0.0.0.0"), *where_there_is_ipv6((socket.AF_INET6, "::"))],
 )
 def test_port_held_by_another_program(family, address):
     write_configuration(dns=b"127.0.0.2\n", hostmap=None)

@@ -77,7 +77,7 @@ def thread_limit(count, binary):
         count += 1
     no_leak_check = f"ASAN_OPTIONS={os.environ.get('ASAN_OPTIONS', '')}:detect_leaks=0"
     limit = ["prlimit", f"--nproc={count}:{count}", "--"]
-    return ["env", no_leak_check, *as_user(["+net_bind_service"]), *limit]
+    return ["env", no_leak_check, *limit, *as_user(["+net_bind_service"])]
 
 
 def as_user(capabilities=()):

@@ -65,6 +65,7 @@ def enter():
     _checked(_libc.unshare(CLONE_NEWNS | CLONE_NEWNET), "unshare (are you root?)")
     _mount("none", "/", None, MS_REC | MS_PRIVATE, "making the mounts private")
     _mount("tmpfs", "/var/log", "tmpfs", 0, "mounting a private /var/log")
+    os.umask(0o022)  # an ordinary user's programs read the files too
     os.mkdir(CONFIGURATION_DIRECTORY)
     _loopback_up()
     _entered = True
@@ -76,6 +77,15 @@ def enter_or_exit():
         enter()
     except NamespaceError as error:
         sys.exit(str(error))
+
+
+def where_there_is_ipv6(*cases):
+    """The cases of a test that want sockets of IPv6; none when the machine's kernel has it turned off."""
+    try:
+        socket.socket(socket.AF_INET6, socket.SOCK_DGRAM).close()
+    except OSError:
+        return []
+    return list(cases)
 
 
 @contextlib.contextmanager

@@ -207,7 +207,7 @@ def _state(pid, thread):
     try:
         with open(f"/proc/{pid}/task/{thread}/stat", encoding="latin-1") as status:
             return status.read().rsplit(") ", 1)[1][0]
-    except FileNotFoundError:
+    except (FileNotFoundError, ProcessLookupError):
         return None
 
 

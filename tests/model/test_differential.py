@@ -122,7 +122,7 @@ def test_a_wrong_model_is_noticed_and_few_steps_are_left(peers, monkeypatch, pie
     monkeypatch.setattr(model.engine, piece, replacement)
     for number in range(200):
         scenario = life(1, number)
-        difference = shrink.failure(scenario, None, peers, shrink.SHRINKING_DEADLINE)
+        difference = shrink.failure(scenario, None, peers)
         if difference:
             break
     before, difference = shrink.shortest_prefix(scenario, difference, peers)

@@ -13,6 +13,7 @@ from harness import wait_until
 
 ENTER = pathlib.Path(__file__).with_name("enter_system_copy")
 INIT = "/lib/systemd/systemd"
+TAKEN_PACKAGE = "/package.deb"
 SERVICES_OF_THE_MACHINE = [
     "etc/systemd/system",
     "lib/systemd/system-generators",
@@ -46,7 +47,7 @@ def _name_of(process):
     """None when it is gone: on the way to its first process a copy has some that end at once."""
     try:
         return pathlib.Path(f"/proc/{process}/comm").read_text().strip()
-    except FileNotFoundError:
+    except (FileNotFoundError, ProcessLookupError):
         return None
 
 
@@ -100,6 +101,11 @@ class SystemCopy:
         new = inside.with_name(f".{inside.name}.new")
         new.write_text(text)
         new.replace(inside)
+
+    def take(self, package):
+        """The path inside of a package's copy: the file itself may be on a file system that is not copied."""
+        shutil.copy(package, self.file(TAKEN_PACKAGE))
+        return TAKEN_PACKAGE
 
     def file(self, path):
         return self.root / path.lstrip("/")

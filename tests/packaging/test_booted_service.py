@@ -39,7 +39,7 @@ QUERIES_FOR_SEVERAL_JOURNALS = 20000
 def booted(package):
     with SystemCopy() as system:
         system.put("/etc/resolv.conf", "nameserver 192.0.2.1\n")
-        system.run("dpkg", "--install", str(package))
+        system.run("dpkg", "--install", system.take(package))
         system.put(DNS, USUAL_DNS)
         system.boot()
         yield system
@@ -81,6 +81,11 @@ def trace_of_last_start(system):
     """What the proxy, and the check before it, have printed since they were started last."""
     invocation = system.value(PROXY, "InvocationID")
     return journal(system, OF_THE_TRACE, f"--unit={PROXY}", f"_SYSTEMD_INVOCATION_ID={invocation}")
+
+
+def applications(system):
+    """How many edits have been applied to the end since the boot."""
+    return journal(system, f"--unit={APPLY}").count(f"Finished {APPLY}")
 
 
 def bytes_in(directory):
@@ -175,7 +180,11 @@ def test_edit_while_the_last_one_is_applied_is_not_lost(system):
 
 def test_edit_while_the_last_one_is_checked_has_both_checked_anew(system):
     system.put(HOSTMAP, USUAL_HOSTMAP + "new.example:10.0.0.2\n")
-    wait_until(lambda: system.state(APPLY) == "activating", "the start of its application")
+    # Whoever looks too late finds it applied.
+    wait_until(
+        lambda: system.state(APPLY) == "activating" or address_of("new.example") == "10.0.0.2",
+        "the start of its application",
+    )
     first = system.value(APPLY, "InvocationID")
     wait_until(lambda: system.value(EDITS, "SubState") == "waiting", "the look for the next edit")
     system.put(HOSTMAP, USUAL_HOSTMAP + "new.example:10.0.0.3\n")
@@ -230,10 +239,10 @@ def test_warnings_do_not_keep_the_proxy_from_starting(system):
 
 
 def test_stopped_proxy_stays_stopped_after_an_edit(system):
+    before = applications(system)
     system.run("systemctl", "stop", PROXY)
     system.put(HOSTMAP, USUAL_HOSTMAP + "new.example:10.0.0.2\n")
-    wait_until(lambda: system.state(APPLY) == "activating", "the start of its application")
-    wait_until(lambda: system.state(APPLY) == "inactive", "the end of its application")
+    wait_until(lambda: applications(system) > before, "the end of its application")
 
     assert system.state(PROXY) == "inactive"
     assert system.state(WATCH) == "inactive"

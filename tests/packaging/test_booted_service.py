@@ -199,8 +199,8 @@ def test_edit_with_an_error_leaves_the_proxy_as_it_is(system):
 
     wait_until(lambda: system.state(APPLY) == "failed", "the verdict on the edit")
     assert system.value(APPLY, "ExecMainStatus") == "2"
-    assert system.value(PROXY, "MainPID") == before
     wait_for_answers()
+    assert system.value(PROXY, "MainPID") == before
     said = journal(system, f"--unit={APPLY}")
     assert "/var/log/Varnok/dns:1: error: " in said
 

@@ -1,5 +1,6 @@
 """The .deb: in good order, and through its whole life in a copy of this machine's system."""
 
+import os
 import re
 import socket
 import subprocess
@@ -59,9 +60,13 @@ def named_after_the_proxy(system):
     """Every file of the copy whose name tells that it belongs to the proxy."""
     places = [str(system.file(place)) for place in PLACES]
     names = ["-iname", "*dns[-_]proxy*", "-o", "-name", "Varnok*"]
-    # Its status tells what the machine has deleted meanwhile as well.
-    found = subprocess.run(["find", *places, *names], capture_output=True, text=True, check=False).stdout
-    return sorted(line.removeprefix(str(system.root)) for line in found.splitlines())
+    found = subprocess.run(
+        ["find", *places, *names], env={**os.environ, "LC_ALL": "C"}, capture_output=True, text=True, check=False
+    )
+    # The machine's own files may go at any time.
+    complaints = found.stderr.splitlines()
+    assert [line for line in complaints if not line.endswith(": No such file or directory")] == []
+    return sorted(line.removeprefix(str(system.root)) for line in found.stdout.splitlines())
 
 
 def version_of_the_sources():

@@ -184,6 +184,7 @@ TEST_F(Workers, DescriptorBeyondTheSetIsAFailedSelect) {
   constexpr int beyond = FD_SETSIZE;
   g_SockToClientApps = beyond;
   g_SockToDNSServers = beyond;
+  system_calls::Substitute(Call::kSelect, {{-1, EBADF}, {-1, EBADF}});  // if it is asked after all
   const system_calls::Recording recording;
   thread_query(nullptr);
   thread_answer(nullptr);

@@ -5,8 +5,8 @@
 #include <iostream>
 
 #include "companion/check/command.h"
-#include "companion/common/exit_status.h"
-#include "companion/common/output.h"
+#include "common/output/exit_status.h"
+#include "common/output/output.h"
 #include "companion/probe/command.h"
 #include "companion/status/command.h"
 #include "companion/trace/command.h"

@@ -5,8 +5,8 @@
 #include <new>
 
 #include "companion/command_line.h"
-#include "companion/common/exit_status.h"
-#include "companion/common/output.h"
+#include "common/output/exit_status.h"
+#include "common/output/output.h"
 
 namespace {
 

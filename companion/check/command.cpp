@@ -1,11 +1,11 @@
 #include "companion/check/command.h"
 
-#include "companion/check/configuration_text.h"
-#include "companion/check/host_map_findings.h"
-#include "companion/check/method_list.h"
+#include "common/configuration/configuration_text.h"
+#include "common/configuration/host_map_findings.h"
+#include "common/configuration/method_list.h"
 #include "companion/check/report.h"
-#include "companion/check/server_findings.h"
-#include "companion/common/exit_status.h"
+#include "common/configuration/server_findings.h"
+#include "common/output/exit_status.h"
 
 namespace ctl {
 namespace {

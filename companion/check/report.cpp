@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "companion/common/output.h"
-#include "companion/common/shown_text.h"
+#include "common/output/output.h"
+#include "common/output/shown_text.h"
 
 namespace ctl {
 namespace {

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <string>
 
-#include "companion/check/finding.h"
-#include "companion/common/json_writer.h"
+#include "common/configuration/finding.h"
+#include "common/output/json_writer.h"
 
 namespace ctl {
 

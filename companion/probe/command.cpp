@@ -1,7 +1,7 @@
 #include "companion/probe/command.h"
 
-#include "companion/common/exit_status.h"
-#include "companion/common/output.h"
+#include "common/output/exit_status.h"
+#include "common/output/output.h"
 #include "companion/probe/upstream_probe.h"
 
 namespace ctl {

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <random>
 
-#include "companion/common/clock.h"
-#include "companion/common/shown_text.h"
+#include "common/output/clock.h"
+#include "common/output/shown_text.h"
 #include "dns_proxy_mac/engine/dns_message.h"
 #include "dns_proxy_mac/state/dns_request.h"
 

@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "companion/check/configuration_text.h"
-#include "companion/check/method_list.h"
+#include "common/configuration/configuration_text.h"
+#include "common/configuration/method_list.h"
 #include "companion/probe/in_milliseconds.h"
 #include "companion/probe/wait.h"
 #include "dns_proxy_mac/state/ipv4_address.h"

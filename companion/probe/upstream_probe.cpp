@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "companion/check/address_text.h"
-#include "companion/check/configuration_text.h"
-#include "companion/common/exit_status.h"
-#include "companion/common/output.h"
-#include "companion/common/shown_text.h"
+#include "common/configuration/address_text.h"
+#include "common/configuration/configuration_text.h"
+#include "common/output/exit_status.h"
+#include "common/output/output.h"
+#include "common/output/shown_text.h"
 #include "companion/probe/in_milliseconds.h"
 #include "companion/probe/wait.h"
 #include "dns_proxy_mac/state/ipv4_address.h"

@@ -2,7 +2,7 @@
 
 #include <poll.h>
 
-#include "companion/common/clock.h"
+#include "common/output/clock.h"
 
 namespace ctl {
 void WaitForAnswers(const Exchanges& exchanges, int timeout_ms) {

@@ -6,10 +6,10 @@
 
 #include "companion/check/command.h"
 #include "companion/check/report.h"
-#include "companion/common/exit_status.h"
-#include "companion/common/output.h"
-#include "companion/common/shown_text.h"
-#include "companion/platform/process_table.h"
+#include "common/output/exit_status.h"
+#include "common/output/output.h"
+#include "common/output/shown_text.h"
+#include "common/platform/process_table.h"
 #include "companion/probe/proxy_probe.h"
 #include "companion/status/resolver.h"
 

@@ -3,7 +3,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "companion/common/shown_text.h"
+#include "common/output/shown_text.h"
 #include "dns_proxy_mac/startup/resolver_file_reader.h"
 
 namespace ctl {

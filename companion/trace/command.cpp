@@ -7,15 +7,15 @@
 #include <cstring>
 #include <memory>
 
-#include "companion/common/exit_status.h"
-#include "companion/common/output.h"
-#include "companion/common/shown_text.h"
+#include "common/output/exit_status.h"
+#include "common/output/output.h"
+#include "common/output/shown_text.h"
 #include "companion/trace/follow_view.h"
-#include "companion/trace/line_buffer.h"
+#include "common/trace/line_buffer.h"
 #include "companion/trace/progress_bar.h"
 #include "companion/trace/report.h"
-#include "companion/trace/source.h"
-#include "companion/trace/tally.h"
+#include "common/trace/source.h"
+#include "common/trace/tally.h"
 
 namespace ctl {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "companion/trace/tally.h"
+#include "common/trace/tally.h"
 
 namespace ctl {
 

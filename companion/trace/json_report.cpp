@@ -1,5 +1,5 @@
-#include "companion/common/json_writer.h"
-#include "companion/common/shown_text.h"
+#include "common/output/json_writer.h"
+#include "common/output/shown_text.h"
 #include "companion/trace/report.h"
 
 namespace ctl {

@@ -1,5 +1,5 @@
-#include "companion/common/clock.h"
-#include "companion/common/output.h"
+#include "common/output/clock.h"
+#include "common/output/output.h"
 #include "companion/trace/follow_view.h"
 #include "companion/trace/news.h"
 #include "companion/trace/report.h"

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "companion/common/clock.h"
-#include "companion/common/output.h"
-#include "companion/common/shown_text.h"
+#include "common/output/clock.h"
+#include "common/output/output.h"
+#include "common/output/shown_text.h"
 #include "companion/trace/follow_view.h"
 #include "companion/trace/report.h"
 

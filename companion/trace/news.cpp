@@ -1,7 +1,7 @@
 #include "companion/trace/news.h"
 
-#include "companion/common/shown_text.h"
-#include "companion/trace/line_reading.h"
+#include "common/output/shown_text.h"
+#include "common/trace/line_reading.h"
 
 namespace ctl {
 namespace {

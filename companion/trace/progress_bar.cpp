@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <string>
 
-#include "companion/common/clock.h"
-#include "companion/common/shown_text.h"
+#include "common/output/clock.h"
+#include "common/output/shown_text.h"
 
 namespace ctl {
 namespace {

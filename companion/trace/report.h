@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "companion/trace/tally.h"
+#include "common/trace/tally.h"
 
 namespace ctl {
 

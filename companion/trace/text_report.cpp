@@ -1,6 +1,6 @@
 #include <cstdio>
 
-#include "companion/common/shown_text.h"
+#include "common/output/shown_text.h"
 #include "companion/trace/report.h"
 
 namespace ctl {

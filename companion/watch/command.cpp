@@ -8,8 +8,8 @@
 #include <string>
 #include <thread>
 
-#include "companion/common/exit_status.h"
-#include "companion/common/output.h"
+#include "common/output/exit_status.h"
+#include "common/output/output.h"
 #include "companion/watch/watcher.h"
 
 namespace ctl {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "companion/platform/process_table.h"
+#include "common/platform/process_table.h"
 
 namespace ctl {
 

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "companion/check/configuration_text.h"
+#include "common/configuration/configuration_text.h"
 #include "companion/check/report.h"
 
 namespace ctl {

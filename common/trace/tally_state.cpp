@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "companion/common/shown_text.h"
-#include "companion/trace/tally.h"
+#include "common/output/shown_text.h"
+#include "common/trace/tally.h"
 
 namespace ctl {
 

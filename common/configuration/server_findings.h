@@ -1,6 +1,6 @@
 #pragma once
 
-#include "companion/check/configuration_text.h"
+#include "common/configuration/configuration_text.h"
 #include "companion/check/report.h"
 
 namespace ctl {

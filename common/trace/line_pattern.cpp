@@ -1,4 +1,4 @@
-#include "companion/trace/line_pattern.h"
+#include "common/trace/line_pattern.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "companion/trace/name_counts.h"
+#include "common/trace/name_counts.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "companion/check/configuration_text.h"
-#include "companion/check/method_list.h"
+#include "common/configuration/configuration_text.h"
+#include "common/configuration/method_list.h"
 #include "companion/check/report.h"
 
 namespace ctl {

@@ -1,10 +1,10 @@
-#include "companion/check/host_map_findings.h"
+#include "common/configuration/host_map_findings.h"
 
-#include "companion/check/address_text.h"
-#include "companion/check/carriage_returns.h"
-#include "companion/check/first_uses.h"
-#include "companion/check/name_text.h"
-#include "companion/common/shown_text.h"
+#include "common/configuration/address_text.h"
+#include "common/configuration/carriage_returns.h"
+#include "common/configuration/first_uses.h"
+#include "common/configuration/name_text.h"
+#include "common/output/shown_text.h"
 
 namespace ctl {
 namespace {

@@ -1,4 +1,4 @@
-#include "companion/check/configuration_text.h"
+#include "common/configuration/configuration_text.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "companion/check/text_or_not.h"
+#include "common/configuration/text_or_not.h"
 #include "dns_proxy_mac/trace/output.h"
 
 namespace ctl {

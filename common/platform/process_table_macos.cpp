@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "companion/platform/process_table.h"
+#include "common/platform/process_table.h"
 
 namespace ctl {
 namespace {

@@ -1,10 +1,10 @@
-#include "companion/check/address_text.h"
+#include "common/configuration/address_text.h"
 
 #include <arpa/inet.h>
 
 #include <algorithm>
 
-#include "companion/common/shown_text.h"
+#include "common/output/shown_text.h"
 
 namespace ctl {
 namespace {

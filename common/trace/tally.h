@@ -7,8 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "companion/trace/event.h"
-#include "companion/trace/name_counts.h"
+#include "common/trace/event.h"
+#include "common/trace/name_counts.h"
 
 namespace ctl {
 

@@ -1,6 +1,6 @@
-#include "companion/check/method_list.h"
+#include "common/configuration/method_list.h"
 
-#include "companion/common/shown_text.h"
+#include "common/output/shown_text.h"
 #include "dns_proxy_mac/state/dns_request.h"
 
 namespace ctl {

@@ -1,4 +1,4 @@
-#include "companion/common/json_writer.h"
+#include "common/output/json_writer.h"
 
 #include <cstdio>
 

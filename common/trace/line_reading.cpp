@@ -1,9 +1,9 @@
-#include "companion/trace/line_reading.h"
+#include "common/trace/line_reading.h"
 
 #include <charconv>
 #include <cstddef>
 
-#include "companion/trace/line_pattern.h"
+#include "common/trace/line_pattern.h"
 
 namespace ctl {
 namespace {

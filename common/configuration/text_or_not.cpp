@@ -1,4 +1,4 @@
-#include "companion/check/text_or_not.h"
+#include "common/configuration/text_or_not.h"
 
 namespace ctl {
 namespace {

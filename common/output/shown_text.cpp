@@ -1,4 +1,4 @@
-#include "companion/common/shown_text.h"
+#include "common/output/shown_text.h"
 
 namespace ctl {
 namespace {

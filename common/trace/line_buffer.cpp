@@ -1,4 +1,4 @@
-#include "companion/trace/line_buffer.h"
+#include "common/trace/line_buffer.h"
 
 #include <cstring>
 

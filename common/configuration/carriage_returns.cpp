@@ -1,6 +1,6 @@
-#include "companion/check/carriage_returns.h"
+#include "common/configuration/carriage_returns.h"
 
-#include "companion/common/shown_text.h"
+#include "common/output/shown_text.h"
 
 namespace ctl {
 

@@ -1,4 +1,4 @@
-#include "companion/check/first_uses.h"
+#include "common/configuration/first_uses.h"
 
 #include <functional>
 

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "companion/trace/event.h"
+#include "common/trace/event.h"
 
 namespace ctl {
 

@@ -1,11 +1,11 @@
-#include "companion/common/output.h"
+#include "common/output/output.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string>
 
-#include "companion/common/exit_status.h"
+#include "common/output/exit_status.h"
 
 namespace ctl {
 namespace {

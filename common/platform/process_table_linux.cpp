@@ -11,7 +11,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "companion/platform/process_table.h"
+#include "common/platform/process_table.h"
 
 namespace ctl {
 namespace {

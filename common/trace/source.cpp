@@ -1,4 +1,4 @@
-#include "companion/trace/source.h"
+#include "common/trace/source.h"
 
 #include <fcntl.h>
 #include <poll.h>

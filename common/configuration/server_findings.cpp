@@ -1,10 +1,10 @@
-#include "companion/check/server_findings.h"
+#include "common/configuration/server_findings.h"
 
 #include <unordered_map>
 
-#include "companion/check/address_text.h"
-#include "companion/check/carriage_returns.h"
-#include "companion/common/shown_text.h"
+#include "common/configuration/address_text.h"
+#include "common/configuration/carriage_returns.h"
+#include "common/output/shown_text.h"
 
 namespace ctl {
 namespace {

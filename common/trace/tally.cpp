@@ -1,8 +1,8 @@
-#include "companion/trace/tally.h"
+#include "common/trace/tally.h"
 
-#include "companion/check/address_text.h"
-#include "companion/common/shown_text.h"
-#include "companion/trace/line_reading.h"
+#include "common/configuration/address_text.h"
+#include "common/output/shown_text.h"
+#include "common/trace/line_reading.h"
 
 namespace ctl {
 Tally::Tally() : in_flight_(kIds) {}

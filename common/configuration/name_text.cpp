@@ -1,10 +1,10 @@
-#include "companion/check/name_text.h"
+#include "common/configuration/name_text.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "companion/check/address_text.h"
-#include "companion/common/shown_text.h"
+#include "common/configuration/address_text.h"
+#include "common/output/shown_text.h"
 #include "dns_proxy_mac/engine/dns_message.h"
 
 namespace ctl {

@@ -1,6 +1,26 @@
 #pragma once
 
+#include <CLI/App.hpp>
+#include <functional>
+#include <vector>
+
 namespace ctl {
+
+/// Does what a command was asked for; its exit status.
+using Work = std::function<int()>;
+
+/// One command of the program, as its command line knows it.
+struct Command {
+  const char* name;
+  /// For the list in --help.
+  const char* summary;
+  /// Adds the options and what --help says below them. The work is done after the whole command
+  /// line has been read.
+  Work (*describe)(CLI::App& command);
+};
+
+/// All commands, in the order of --help.
+const std::vector<Command>& Commands();
 
 /// Reads the command line and does what it says; the exit status. --help and --version are done
 /// here, and a wrong command line is complained of.

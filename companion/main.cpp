@@ -4,9 +4,9 @@
 #include <exception>
 #include <new>
 
-#include "companion/command_line.h"
 #include "common/output/exit_status.h"
 #include "common/output/output.h"
+#include "companion/command_line.h"
 
 namespace {
 

@@ -32,6 +32,12 @@ struct FileText {
   std::vector<std::string_view> lines;
 };
 
+/// Reads the file as it is. One that is no text, or can't be read, has no lines.
+void ReadText(const std::string& path, FileText& text);
+
+/// Sets what stands in the way of it; all but kRead leave it without bytes and lines.
+void Settle(Access access, FileText& text);
+
 /// Whether it is known what the proxy makes of the file: it is read, or taken for an empty one.
 bool IsReadByProxy(const FileText& text);
 

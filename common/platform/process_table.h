@@ -3,10 +3,17 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace ctl {
+
+inline constexpr char kProxyName[] = "dns_proxy_mac";
+
+/// A proxy that serves has three threads: the one that waits, the answer thread and the query
+/// thread, created in this order. It has fewer while it starts and, for a moment, while it ends.
+inline constexpr std::size_t kThreadsOfServingProxy = 3;
 
 // The system's tables of processes and sockets: all in which macOS and Linux differ for this
 // program. What can't be looked at, for lack of permission or because it has just gone, is left
@@ -34,6 +41,10 @@ double SecondsSinceStart(const Process& process);
 /// Whether it holds 127.0.0.1:53, as far as can be seen: without the right to look into the
 /// process, the owner of the socket decides.
 bool HoldsLocalPort(const Process& process);
+
+/// The proxy: the process that goes by its name and holds its port, or else one that goes by its
+/// name, which is starting or ending. Nothing when there is neither.
+std::optional<Process> FindProxy();
 
 /// Whoever keeps the proxy from binding 127.0.0.1:53.
 struct PortHolder {

@@ -16,7 +16,6 @@
 namespace ctl {
 namespace {
 
-constexpr char kProxyName[] = "dns_proxy_mac";
 constexpr char kPortInTable[] = ":0035";  // 53
 
 struct BoundSocket {

@@ -14,7 +14,6 @@
 namespace ctl {
 namespace {
 
-constexpr char kProxyName[] = "dns_proxy_mac";
 constexpr int kPort = 53;
 
 bool ReadBsdInfo(pid_t pid, proc_bsdinfo& info) {

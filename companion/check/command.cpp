@@ -1,11 +1,7 @@
-#include "companion/check/command.h"
-
 #include "common/configuration/configuration_text.h"
-#include "common/configuration/host_map_findings.h"
-#include "common/configuration/method_list.h"
-#include "companion/check/report.h"
-#include "common/configuration/server_findings.h"
+#include "common/configuration/findings.h"
 #include "common/output/exit_status.h"
+#include "companion/commands.h"
 
 namespace ctl {
 namespace {

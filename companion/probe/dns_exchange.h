@@ -3,8 +3,10 @@
 #include <netinet/in.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace ctl {
 
@@ -63,5 +65,11 @@ class Exchange {
   double milliseconds_ = 0;
   std::string reason_;
 };
+
+using Exchanges = std::vector<std::unique_ptr<Exchange>>;
+
+/// Waits until none of the exchanges is waiting any more, or `timeout_ms` have passed. As many as
+/// the process may have descriptors.
+void WaitForAnswers(const Exchanges& exchanges, int timeout_ms);
 
 }  // namespace ctl

@@ -1,22 +1,18 @@
-#include "companion/status/command.h"
-
 #include <cmath>
 #include <cstdio>
 #include <optional>
 
-#include "companion/check/command.h"
-#include "companion/check/report.h"
+#include "common/configuration/findings.h"
 #include "common/output/exit_status.h"
 #include "common/output/output.h"
 #include "common/output/shown_text.h"
 #include "common/platform/process_table.h"
-#include "companion/probe/proxy_probe.h"
+#include "companion/commands.h"
+#include "companion/probe/probe.h"
 #include "companion/status/resolver.h"
 
 namespace ctl {
 namespace {
-
-constexpr std::size_t kThreadsOfServingProxy = 3;
 
 void PrintRow(const char* subject, const std::string& words) {
   char start[32];
@@ -30,16 +26,6 @@ std::string Duration(double seconds) {
   if (whole < 3600) return Counted(whole / 60, "minute");
   if (whole < 86400) return Counted(whole / 3600, "hour");
   return Counted(whole / 86400, "day");
-}
-
-std::optional<Process> FindProxy() {
-  std::optional<Process> found;
-  for (const Process& process : ProcessesNamedAsProxy()) {
-    const bool holds = HoldsLocalPort(process);
-    if (holds || !found) found = process;
-    if (holds) break;
-  }
-  return found;
 }
 
 // False unless both workers live.

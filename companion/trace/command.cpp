@@ -1,5 +1,3 @@
-#include "companion/trace/command.h"
-
 #include <signal.h>
 #include <unistd.h>
 
@@ -10,12 +8,13 @@
 #include "common/output/exit_status.h"
 #include "common/output/output.h"
 #include "common/output/shown_text.h"
-#include "companion/trace/follow_view.h"
 #include "common/trace/line_buffer.h"
-#include "companion/trace/progress_bar.h"
-#include "companion/trace/report.h"
 #include "common/trace/source.h"
 #include "common/trace/tally.h"
+#include "companion/commands.h"
+#include "companion/trace/follow_view.h"
+#include "companion/trace/progress_bar.h"
+#include "companion/trace/report.h"
 
 namespace ctl {
 namespace {

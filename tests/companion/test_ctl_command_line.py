@@ -35,7 +35,8 @@ def test_help_of_a_command_tells_its_exit_status_and_fits_a_terminal(command):
     ("arguments", "sentence"),
     [
         ([], "A subcommand is required; see --help."),
-        (["start"], "A subcommand is required; see --help."),
+        (["bogus"], "There is no command 'bogus'; see --help."),
+        (["b\x1bgus", "--help"], "There is no command 'b\\027gus'; see --help."),
         (["check", "--no-such"], "The following argument was not expected: --no-such; see --help."),
         (["check", "file"], "The following argument was not expected: file; see --help."),
         (["check", "--dns"], "--dns: 1 required FILE missing; see --help."),

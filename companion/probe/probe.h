@@ -4,8 +4,6 @@
 
 namespace ctl {
 
-inline constexpr int kUsualTimeoutMs = 1000;
-
 struct ProbeResult {
   bool is_well;
   /// One sentence part that says what came of it: "answered in 0.12 ms".

@@ -1,0 +1,91 @@
+#include <CLI/CLI.hpp>
+
+#include "companion/command_line.h"
+#include "companion/commands.h"
+
+namespace ctl {
+namespace {
+
+constexpr int kLongestTimeoutMs = 600000;
+
+void AddFile(CLI::App& command, const char* name, std::string& path, const std::string& what) {
+  command.add_option(name, path, what + ", in place of " + path)
+      ->type_name("FILE")
+      ->option_text("FILE");
+}
+
+Work DescribeCheck(CLI::App& command) {
+  static CheckOptions options;
+  AddFile(command, "--dns", options.server_file, "The server file");
+  AddFile(command, "--hostmap", options.host_map_file, "The host map file");
+  command.add_flag("--strict", options.strict, "Exit with 1 when there are warnings");
+  command.add_flag("--json", options.json, "Print one JSON object instead of lines");
+  command.footer(
+      "Prints FILE:LINE: error|warning: what it says -> what the proxy will do, and the\n"
+      "counts at last. Line 0 is the file as a whole.\n\n"
+      "Exit status: 0 without errors, 1 with warnings under --strict, 2 with errors.");
+  return [] { return RunCheck(options); };
+}
+
+Work DescribeProbe(CLI::App& command) {
+  static ProbeOptions options;
+  command
+      .add_option("--timeout", options.timeout_ms,
+                  "How long to wait, in milliseconds; 1000 unless given")
+      ->check(CLI::Range(1, kLongestTimeoutMs))
+      ->type_name("MS")
+      ->option_text("MS");
+  command.add_flag("--upstreams", options.upstreams,
+                   "Ask each configured server instead, directly");
+  command.footer(
+      "The question is for a reverse name, which the proxy answers by itself.\n\n"
+      "Exit status: 0 when the proxy, or every server, answers; 1 when not; 2 when the\n"
+      "server file can't be read.");
+  return [] { return RunProbe(options); };
+}
+
+Work DescribeTrace(CLI::App& command) {
+  static TraceOptions options;
+  command.add_option("FILE", options.path, "The trace; standard input for - or without a name")
+      ->option_text(" ");
+  command.add_flag("-f,--follow", options.follow,
+                   "Go on at the end, with a live view on a terminal");
+  command.add_flag("--json", options.json, "Print a JSON object; with --follow one a change");
+  command.footer(
+      "What is followed without a terminal gives a line for each event.\n"
+      "A trace in the journal is read with: journalctl --namespace=dns_proxy_mac\n"
+      "-t dns_proxy_mac -o cat | dns_proxy_ctl trace\n\n"
+      "Exit status: 0 when it was read, 1 when no line of it is the proxy's, 2 when it\n"
+      "can't be read.");
+  return [] { return RunTrace(options); };
+}
+
+Work DescribeWatch(CLI::App& command) {
+  command.footer(
+      "Looks once a second, in the process table alone, whether both workers live.\n"
+      "Runs until it is ended, as the proxy's user or root, in the proxy's network.\n\n"
+      "Exit status: 1 when the proxy can't be ended.");
+  return RunWatch;
+}
+
+Work DescribeStatus(CLI::App& command) {
+  command.footer("Exit status: 0 when it runs, both workers live and it answers; 1 when not.");
+  return RunStatus;
+}
+
+}  // namespace
+
+const std::vector<Command>& Commands() {
+  static const std::vector<Command> commands = {
+      {"check", "Tell what in the two configuration files will not do what it seems to",
+       DescribeCheck},
+      {"probe", "Ask the running proxy a question, and tell how fast it answers", DescribeProbe},
+      {"trace", "Tell what the proxy's trace says", DescribeTrace},
+      {"watch", "End the proxy when it takes no queries any more, to be started again",
+       DescribeWatch},
+      {"status", "Tell how the proxy is, in a few lines", DescribeStatus},
+  };
+  return commands;
+}
+
+}  // namespace ctl

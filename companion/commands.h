@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "dns_proxy_mac/startup/configuration_files.h"
+
+namespace ctl {
+
+// What each command does and may be told. Results go to standard output, complaints to standard
+// error; what is returned is an exit status of common/output/exit_status.h. The words of the
+// command line, one row a command, stand in command_rows.cpp.
+
+struct CheckOptions {
+  std::string server_file = kServerFile;
+  std::string host_map_file = kHostMapFile;
+  /// Warnings make the exit status kNo too.
+  bool strict = false;
+  bool json = false;
+};
+
+/// Reads both files as the proxy does and tells everything in them that will not do what its author
+/// meant. kOk, kNo or kError.
+int RunCheck(const CheckOptions& options);
+
+/// How many findings `RunCheck` would print for the proxy's own two files.
+struct CheckVerdict {
+  std::size_t errors;
+  std::size_t warnings;
+  std::size_t servers;
+  std::size_t host_map_entries;
+};
+CheckVerdict CheckQuietly();
+
+inline constexpr int kUsualTimeoutMs = 1000;
+
+struct ProbeOptions {
+  int timeout_ms = kUsualTimeoutMs;
+  /// Ask each configured server directly, all of them at once, instead of the proxy.
+  bool upstreams = false;
+};
+
+/// kOk when the proxy, or every server, answers; otherwise kNo, and kError when the server file
+/// can't be read.
+int RunProbe(const ProbeOptions& options);
+
+struct TraceOptions {
+  /// "-" for standard input.
+  std::string path = "-";
+  /// Go on at the end of the file.
+  bool follow = false;
+  bool json = false;
+};
+
+/// Reads a trace and prints what it tells. kOk, kNo when no line of it is the proxy's, kError when
+/// it can't be read, kUsage when it would have to be typed in.
+int RunTrace(const TraceOptions& options);
+
+/// Looks at the proxy once a second, in the tables of processes and sockets alone, and ends it with
+/// SIGTERM when its query thread has ended, after one line on standard output. Whoever started the
+/// proxy starts it again. Returns only, with kNo, when it may not end the proxy.
+int RunWatch();
+
+/// Prints in a dozen lines how the proxy is. kOk when it runs, both workers live and it answers.
+int RunStatus();
+
+}  // namespace ctl

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace ctl {
+
+/// Why a datagram, or what should have come of it, was lost.
+enum class DropReason : std::uint8_t {
+  kQueryTooShort,
+  kQuestionCount,
+  kNameEmpty,
+  kIdStillWaiting,  ///< all 65536 ids went round, and the earlier query of this id is unanswered
+  kNotSentToServer,
+  kNotSentToApplication,
+  kResponseTooShort,
+  kUnknownResponse,
+  kWrongSource,
+  kLostAtEnd,  ///< was waiting when its run of the proxy came to an end
+};
+inline constexpr std::size_t kDropReasons = 10;
+
+/// In words, as they are shown: "query shorter than a header".
+const char* InWords(DropReason reason);
+
+enum class Outcome : std::uint8_t {
+  kWaiting,
+  kFromHostMap,
+  kAnswered,    ///< by the last of `tries`
+  kNoSuchName,  ///< the proxy's own answer, after every server tried had none
+  kLost,        ///< `loss` says why; the application got nothing
+};
+
+/// One time that a query was sent to a server.
+struct Try {
+  std::uint16_t server = 0;    ///< index into the reader's servers
+  std::int64_t asked = 0;      ///< arrival of the line that says so
+  std::int64_t responded = 0;  ///< arrival of its response's line, 0 for none yet
+};
+
+/// One query that the proxy has accepted. Times are those that were handed to the reader together
+/// with the bytes. The name holds any byte but NUL: whoever shows it escapes it.
+struct Query {
+  static constexpr std::size_t kMostTries = 256;  ///< further ones are not kept
+
+  std::uint64_t number = 0;  ///< counts accepted queries, over all runs; never given twice
+  std::uint16_t id = 0;      ///< the proxy's; comes round after 65536 queries
+  std::string name;
+  Outcome outcome = Outcome::kWaiting;
+  DropReason loss = DropReason::kLostAtEnd;  ///< meant for kLost: kIdStillWaiting,
+                                             ///< kNotSentToServer or kLostAtEnd
+  std::int64_t begun = 0;
+  std::int64_t ended = 0;  ///< 0 while it waits
+  std::vector<Try> tries;
+};
+
+}  // namespace ctl

@@ -15,19 +15,16 @@ sys.path.insert(0, str(TOP / "tests"))
 
 from literals import cpp, python  # noqa: E402  (found through the line above)
 
-TRACE = TOP / "dns_proxy_mac" / "trace"
+LINES = TOP / "dns_proxy_mac" / "trace" / "lines.h"
 NAMED_WITHOUT_ALL = 3
-PREFIX = "func: %s(line:%d)"
 PLACEHOLDERS = {"%s": r".*", "%d": r"-?\d+", "%u": r"\d+"}
 
 
 class Message:
-    """One event's text. `shown` has the function's name and line number filled in where it has them."""
+    """One line that the proxy can print."""
 
-    def __init__(self, text, function, line):
+    def __init__(self, text):
         self.shown = text.rstrip("\n")
-        if text.startswith(PREFIX):
-            self.shown = self.shown.replace("%s", function, 1).replace("%d", str(line), 1)
         parts = re.split("(%[sdu])", self.shown)
         self._pattern = re.compile("".join(PLACEHOLDERS.get(part) or re.escape(part) for part in parts))
         self.tests = []
@@ -37,11 +34,8 @@ class Message:
 
 
 def messages():
-    """In the order of the sources, each event function's own."""
-    found = []
-    for path in sorted([*TRACE.glob("*.h"), *TRACE.glob("*.cpp")]):
-        found += [Message(*event) for event in cpp.events(path.read_text(encoding="utf-8"))]
-    return found
+    """In the order of the list."""
+    return [Message(text) for text in cpp.constants(LINES.read_text(encoding="utf-8"))]
 
 
 def printed_lines():
@@ -58,7 +52,7 @@ def main(arguments):
         return 2
     listed = messages()
     if not listed:
-        print(f"messages.py: there are no messages in {TRACE}.", file=sys.stderr)
+        print(f"messages.py: there are no messages in {LINES}.", file=sys.stderr)
         return 2
     for test, line in sorted(set(printed_lines())):
         for message in listed:

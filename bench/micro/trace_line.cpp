@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-#include "dns_proxy_mac/trace/events.h"
+#include "dns_proxy_mac/trace/print.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ constexpr char kFrom[] = "127.0.0.1";
 
 void TraceLine(benchmark::State& state) {
   for (auto _ : state) {
-    trace::QueryReceived(kLength, kFrom);
+    trace::Print<trace::kQueryReceived>(kLength, kFrom);
     benchmark::ClobberMemory();
   }
 }

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "dns_proxy_mac/platform.h"
-#include "dns_proxy_mac/trace/events.h"
+#include "dns_proxy_mac/trace/print.h"
 
 namespace {
 
@@ -17,17 +17,17 @@ std::int32_t CopyLabels(const char* pkt, std::int32_t len, char* out, std::int32
     // NOLINTNEXTLINE(bugprone-signed-char-misuse): that is what is meant
     const int n = static_cast<signed char>(pkt[cur]);
     if (n < 0) {
-      trace::LabelLengthNegative(n);
+      trace::Print<trace::kLabelLengthNegative>(n);
       break;
     }
     if (n > outsize - written) {
-      trace::LabelOverflowsName(n);
+      trace::Print<trace::kLabelOverflowsName>(n);
       break;
     }
     std::memmove(out + written, pkt + cur + 1, static_cast<std::size_t>(n));
     written += n;
     if (written >= outsize) {
-      trace::DotOverflowsName(n);
+      trace::Print<trace::kDotOverflowsName>(n);
       break;
     }
     out[written++] = '.';

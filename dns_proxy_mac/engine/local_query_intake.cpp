@@ -8,7 +8,7 @@
 #include "dns_proxy_mac/engine/socket_address.h"
 #include "dns_proxy_mac/platform.h"
 #include "dns_proxy_mac/state/shared_objects.h"
-#include "dns_proxy_mac/trace/events.h"
+#include "dns_proxy_mac/trace/print.h"
 
 namespace {
 
@@ -31,13 +31,13 @@ struct Question {
 
 bool HeaderIsAccepted(const ReceivedQuery& query, const char* from) {
   if (query.length < kHeaderSize) {
-    trace::QueryTooShort(from);
+    trace::Print<trace::kQueryTooShort>(from);
     return false;
   }
   const int count = _OSSwapInt16(ReadHeader(query.bytes).QuestionCount);
-  trace::QuestionCountRead(count);
+  trace::Print<trace::kQuestionCountRead>(count);
   if (count != 1) {
-    trace::QuestionCountRefused(count, from);
+    trace::Print<trace::kQuestionCountRefused>(count, from);
     return false;
   }
   return true;
@@ -47,10 +47,10 @@ bool QuestionIsAccepted(const ReceivedQuery& query, const char* from, Question& 
   ExtractDomain(query.bytes + kHeaderSize, query.length - kHeaderSize, question.name, kNameCapacity,
                 question.qtype, question.qclass);
   if (question.name[0] == 0) {
-    trace::DomainEmpty(from);
+    trace::Print<trace::kDomainEmpty>(from);
     return false;
   }
-  trace::DomainDecoded(question.name);
+  trace::Print<trace::kDomainDecoded>(question.name);
   return true;
 }
 
@@ -88,7 +88,7 @@ void FileAndStart(std::unique_ptr<DnsRequest> request, const Question& question)
     request->vecMethods = g_DnsMethodList;
     g_DnsRequestTable.Add(request.release());
   }
-  trace::RequestFiled(question.name, id);
+  trace::Print<trace::kRequestFiled>(question.name, id);
   TryNextDNSQueryMethod(id, false);
 }
 
@@ -98,17 +98,17 @@ int RecvAndProcessPacketsFromLocalApps(int sock) {
   ReceivedQuery query;
   Question question;
   if (sock == -1) {
-    trace::QuerySocketUnusable();
+    trace::Print<trace::kQuerySocketUnusable>();
     return 0;
   }
   query.length = ReceiveDatagram(sock, query.bytes, kDatagramCapacity, query.sender);
   if (query.length == -1) {
-    trace::NoQueryReceived();
+    trace::Print<trace::kNoQueryReceived>();
     return 0;
   }
   std::memset(query.bytes + query.length, 0, kLabelOverrun);
   const AddressText from(query.sender);
-  trace::QueryReceived(query.length, from.c_str());
+  trace::Print<trace::kQueryReceived>(query.length, from.c_str());
   if (!HeaderIsAccepted(query, from.c_str())) return 0;
   if (!QuestionIsAccepted(query, from.c_str(), question)) return 0;
   FileAndStart(MakeRequest(query, question), question);

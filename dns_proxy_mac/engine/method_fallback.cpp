@@ -6,7 +6,7 @@
 
 #include "dns_proxy_mac/engine/socket_address.h"
 #include "dns_proxy_mac/engine/synthesized_responses.h"
-#include "dns_proxy_mac/trace/events.h"
+#include "dns_proxy_mac/trace/print.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ struct Forward {
 
 void SendToServer(std::uint16_t id, const Forward& forward) EXCLUDES(g_DnsRequestTable) {
   if (SendDatagram(g_SockToDNSServers, forward.packet, forward.length, forward.server)) return;
-  trace::ForwardFailed(id, static_cast<unsigned>(errno));
+  trace::Print<trace::kForwardFailed>(id, static_cast<unsigned>(errno));
   const RequestTableGuard guard(g_DnsRequestTable);
   g_DnsRequestTable.Delete(id);
 }
@@ -37,15 +37,18 @@ bool SendToApplication(const DnsRequest& request, const char* response) {
 void AnswerFromHostMap(DnsRequest& request, const HostRespData& record)
     EXCLUDES(g_DnsRequestTable) {
   BuildHostMapAnswer(request, record);
-  trace::FoundInHostMap(request.strDomain.c_str(), record.Address(), request.usId);
-  if (!SendToApplication(request, request.QueryPacket)) trace::HostMapAnswerNotSent();
+  const unsigned char* address = record.Address();
+  trace::Print<trace::kFoundInHostMap>(request.strDomain.c_str(), address[0], address[1],
+                                       address[2], address[3], request.usId);
+  if (!SendToApplication(request, request.QueryPacket))
+    trace::Print<trace::kHostMapAnswerNotSent>();
 }
 
 void AnswerNoSuchName(const DnsRequest& request) EXCLUDES(g_DnsRequestTable) {
-  trace::MethodsExhausted();
+  trace::Print<trace::kMethodsExhausted>();
   char response[kDatagramCapacity];
   BuildNoSuchNameResponse(request, response);
-  if (!SendToApplication(request, response)) trace::NoSuchNameNotSent(request.usId);
+  if (!SendToApplication(request, response)) trace::Print<trace::kNoSuchNameNotSent>(request.usId);
 }
 
 // The host map's record for the request's name; null on a miss. A query that leaves no room for the
@@ -59,16 +62,16 @@ const HostRespData* FindInHostMap(const DnsRequest& request) {
 }  // namespace
 
 void TryNextDNSQueryMethod(std::uint16_t id, bool bReasonIsTimeout) {
-  trace::NextMethodTried(id, bReasonIsTimeout);
+  trace::Print<trace::kNextMethodTried>(id, bReasonIsTimeout);
   RequestTableGuard guard(g_DnsRequestTable);
   RequestTable::Iterator found;
   if (!g_DnsRequestTable.Find(id, found)) {
-    trace::RequestToAdvanceNotFound(id);
+    trace::Print<trace::kRequestToAdvanceNotFound>(id);
     return;
   }
   DnsRequest& request = *found->second;
   const auto list_size = static_cast<std::uint16_t>(request.vecMethods.size());
-  trace::MethodPosition(request.CurrentDNSMethodIndex, list_size);
+  trace::Print<trace::kMethodPosition>(request.CurrentDNSMethodIndex, list_size);
   if (request.CurrentDNSMethodIndex >= list_size) {
     const std::unique_ptr<DnsRequest> refused = g_DnsRequestTable.Take(id);
     guard.Release();
@@ -76,7 +79,7 @@ void TryNextDNSQueryMethod(std::uint16_t id, bool bReasonIsTimeout) {
     return;
   }
   const DNSMethodInfo& method = request.vecMethods[request.CurrentDNSMethodIndex];
-  trace::MethodType(method.iDNSMethodType);
+  trace::Print<trace::kMethodType>(method.iDNSMethodType);
   if (method.iDNSMethodType == kMethodDnsServer) {
     const Forward forward(request, method);
     guard.Release();

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "dns_proxy_mac/platform.h"
+#include "dns_proxy_mac/trace/output.h"
 
 namespace {
 
@@ -66,6 +67,7 @@ int ReceiveDatagram(int sock, char* buffer, std::size_t capacity, SenderAddress&
 }
 
 bool SendDatagram(int sock, const char* datagram, int length, const sockaddr& to) {
+  trace::HandOver();
   const SenderAddress wide = Widened(to);
   return sendto(sock, datagram, static_cast<std::size_t>(length), 0,
                 reinterpret_cast<const sockaddr*>(&wide), AddressLength(to)) != -1;

@@ -8,7 +8,7 @@
 #include "dns_proxy_mac/engine/method_fallback.h"
 #include "dns_proxy_mac/engine/socket_address.h"
 #include "dns_proxy_mac/state/shared_objects.h"
-#include "dns_proxy_mac/trace/events.h"
+#include "dns_proxy_mac/trace/print.h"
 
 namespace {
 
@@ -40,14 +40,15 @@ AddressText ExpectedSource(const DnsRequest& request, bool& waits) {
 void TraceRelayed(const DnsRequest& request, const ReceivedResponse& response, const char* from) {
   signed char last_four[kTracedTailSize];
   std::memcpy(last_four, response.bytes + response.length - kTracedTailSize, kTracedTailSize);
-  trace::ResponseRelayed(request.strDomain.c_str(), last_four, from, request.usId);
+  trace::Print<trace::kResponseRelayed>(request.strDomain.c_str(), last_four[0], last_four[1],
+                                        last_four[2], last_four[3], from, request.usId);
 }
 
 void RelayToApplication(const DnsRequest& request, ReceivedResponse& response, const char* from)
     EXCLUDES(g_DnsRequestTable) {
   std::memcpy(response.bytes, &request.usClientId, sizeof(request.usClientId));
   if (!SendDatagram(g_SockToClientApps, response.bytes, response.length, request.ClientAddr)) {
-    trace::RelayNotSent(request.usId, static_cast<unsigned>(errno));
+    trace::Print<trace::kRelayNotSent>(request.usId, static_cast<unsigned>(errno));
   }
   TraceRelayed(request, response, from);
 }
@@ -57,7 +58,7 @@ void MatchToRequest(ReceivedResponse& response, const char* from) EXCLUDES(g_Dns
   RequestTableGuard guard(g_DnsRequestTable);
   RequestTable::Iterator found;
   if (!g_DnsRequestTable.Find(id, found)) {
-    trace::ResponseWithoutRequest(from, id);
+    trace::Print<trace::kResponseWithoutRequest>(from, id);
     return;
   }
   DnsRequest& request = *found->second;
@@ -65,7 +66,8 @@ void MatchToRequest(ReceivedResponse& response, const char* from) EXCLUDES(g_Dns
   const AddressText expected = ExpectedSource(request, waits);
   // Only the address counts, not the port.
   if (!waits || std::strcmp(from, expected.c_str()) != 0) {
-    trace::ResponseFromWrongSource(id, request.CurrentDNSMethodIndex, from, expected.c_str());
+    trace::Print<trace::kResponseFromWrongSource>(id, request.CurrentDNSMethodIndex, from,
+                                                  expected.c_str());
     return;
   }
   if (CarriesAnswers(response)) {
@@ -73,7 +75,7 @@ void MatchToRequest(ReceivedResponse& response, const char* from) EXCLUDES(g_Dns
     guard.Release();
     RelayToApplication(*answered, response, from);
   } else {
-    trace::ResponseWithoutAnswer(from, id, request.strDomain.c_str());
+    trace::Print<trace::kResponseWithoutAnswer>(from, id, request.strDomain.c_str());
     g_DnsRequestTable.MoveOn(request);
     guard.Release();
     TryNextDNSQueryMethod(id, false);
@@ -85,18 +87,18 @@ void MatchToRequest(ReceivedResponse& response, const char* from) EXCLUDES(g_Dns
 int RecvAndProcessPacketsFromDNSServer(int sock) {
   ReceivedResponse response;
   if (sock == -1) {
-    trace::ResponseSocketUnusable();
+    trace::Print<trace::kResponseSocketUnusable>();
     return 0;
   }
   response.length = ReceiveDatagram(sock, response.bytes, kDatagramCapacity, response.sender);
   if (response.length == -1) {
-    trace::NoResponseReceived();
+    trace::Print<trace::kNoResponseReceived>();
     return 0;
   }
   const AddressText from(response.sender);
-  trace::ResponseReceived(response.length, from.c_str());
+  trace::Print<trace::kResponseReceived>(response.length, from.c_str());
   if (response.length < kHeaderSize) {
-    trace::ResponseTooShort(response.length, from.c_str());
+    trace::Print<trace::kResponseTooShort>(response.length, from.c_str());
     return 0;
   }
   MatchToRequest(response, from.c_str());

@@ -2,14 +2,14 @@
 
 #include <fstream>
 
-#include "dns_proxy_mac/trace/events.h"
+#include "dns_proxy_mac/trace/print.h"
 
 int ReadServerFile(const char* path, ServerList& servers) {
   int dns_size = 0;
   std::ifstream file(path);
   std::string line;
   while (std::getline(file, line)) {
-    trace::ReadDnsLine(line.c_str());
+    trace::Print<trace::kReadDnsLine>(line.c_str());
     servers.emplace_back(line.c_str());
     ++dns_size;
   }
@@ -21,7 +21,7 @@ int ReadHostMapFile(const char* path, HostMapList& host_map) {
   std::ifstream file(path);
   std::string line;
   while (std::getline(file, line)) {
-    trace::ReadHostmapLine(line.c_str());
+    trace::Print<trace::kReadHostmapLine>(line.c_str());
     // Without a colon the position is the largest number there is: greater than 0, so the line is
     // taken, and one past it is 0 again, so both halves are the whole line. Existing files use it.
     const std::string::size_type colon = line.find(':');

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <string>
 
-#include "dns_proxy_mac/trace/events.h"
+#include "dns_proxy_mac/trace/print.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ void ReadResolverFile(const char* path, char* first, char* second, char* third) 
   std::string line;
   // The count is looked at after the read: one more line than needed is read and not traced.
   while (std::getline(file, line) && found <= kBuffers) {
-    trace::ReadDnsLine(line.c_str());
+    trace::Print<trace::kReadDnsLine>(line.c_str());
     const char* text = EntryText(line.c_str());
     if (*text == 0) continue;
     ++found;

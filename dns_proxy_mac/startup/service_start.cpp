@@ -12,7 +12,7 @@
 #include "dns_proxy_mac/startup/worker_threads.h"
 #include "dns_proxy_mac/state/ipv4_address.h"
 #include "dns_proxy_mac/state/shared_objects.h"
-#include "dns_proxy_mac/trace/events.h"
+#include "dns_proxy_mac/trace/print.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ bool OpenSockets() {
   g_SockToClientApps = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
   g_SockToDNSServers = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
   if (g_SockToClientApps < 0 || g_SockToDNSServers < 0) {
-    trace::SocketInvalid();
+    trace::Print<trace::kSocketInvalid>();
     return false;
   }
   return true;
@@ -32,10 +32,10 @@ bool OpenSockets() {
 bool BindLocalSocket() {
   const sockaddr_in local = MakeIpv4Address(kLocalAddress, kDnsPort);
   if (bind(g_SockToClientApps, reinterpret_cast<const sockaddr*>(&local), sizeof(local)) != 0) {
-    trace::BindFailed(kLocalAddress, kDnsPort);
+    trace::Print<trace::kBindFailed>(kLocalAddress, kDnsPort);
     return false;
   }
-  trace::BindSucceeded(kLocalAddress, kDnsPort);
+  trace::Print<trace::kBindSucceeded>(kLocalAddress, kDnsPort);
   return true;
 }
 
@@ -54,7 +54,7 @@ void BringPlacesNear(HostMapPairs pair, HostMapPairs end) {
 void AddPairs(HostMapPairs pair, HostMapPairs end) {
   for (; pair != end; ++pair) {
     const auto& [domain, address] = *pair;
-    trace::HostMapPairAdded(domain.c_str(), address.c_str());
+    trace::Print<trace::kHostMapPairAdded>(domain.c_str(), address.c_str());
     std::string key = domain;
     g_Hostmaps.Add(key.data(), address.c_str());
   }
@@ -74,23 +74,25 @@ void LoadHostMap(const HostMapList& host_map) {
 
 void AddServers(const ServerList& servers) {
   for (const std::string& server : servers) {
-    trace::ServerAdded(server.c_str());
+    trace::Print<trace::kServerAdded>(server.c_str());
     g_DnsMethodList.push_back(MakeServerMethod(server.c_str()));
   }
 }
 
 bool StartWorkers() {
   KeepStacksOfJoinedThreads();
+  trace::HandOver();
   if (pthread_create(&g_thread_answer, nullptr, thread_answer, nullptr) != 0) {
-    trace::AnswerThreadNotCreated();
+    trace::Print<trace::kAnswerThreadNotCreated>();
     return false;
   }
-  trace::AnswerThreadCreated();
+  trace::Print<trace::kAnswerThreadCreated>();
+  trace::HandOver();
   if (pthread_create(&g_thread_query, nullptr, thread_query, nullptr) != 0) {
-    trace::QueryThreadNotCreated();
+    trace::Print<trace::kQueryThreadNotCreated>();
     return false;
   }
-  trace::QueryThreadCreated();
+  trace::Print<trace::kQueryThreadCreated>();
   return true;
 }
 

@@ -7,7 +7,7 @@
 #include "dns_proxy_mac/engine/local_query_intake.h"
 #include "dns_proxy_mac/engine/upstream_response_relay.h"
 #include "dns_proxy_mac/state/shared_objects.h"
-#include "dns_proxy_mac/trace/events.h"
+#include "dns_proxy_mac/trace/print.h"
 
 namespace {
 
@@ -25,6 +25,7 @@ std::atomic<int> g_WorkersAtWork{0};
 // the trace out looks first, without waiting: while there is work, it stays in its buffer and is
 // written in large parts.
 int WaitReadable(int sock, fd_set& readable) {
+  trace::HandOver();
   if (sock >= FD_SETSIZE) return -1;  // the set has no place for it
   int ready = 0;
   if (--g_WorkersAtWork == 0) {
@@ -42,37 +43,37 @@ void ServeResponses() {
     fd_set readable;
     const int ready = WaitReadable(g_SockToDNSServers, readable);
     if (ready < 0) {
-      trace::AnswerSelectFailed();
+      trace::Print<trace::kAnswerSelectFailed>();
       return;
     }
     if (ready == 0) {
-      trace::AnswerSelectTimedOut();
+      trace::Print<trace::kAnswerSelectTimedOut>();
       continue;
     }
-    trace::ResponseReadable();
+    trace::Print<trace::kResponseReadable>();
     if (FD_ISSET(g_SockToDNSServers, &readable) &&
         RecvAndProcessPacketsFromDNSServer(g_SockToDNSServers) == 0) {
-      trace::RelayEnded();
+      trace::Print<trace::kRelayEnded>();
       return;
     }
   }
-  trace::AnswerSocketInvalid();
+  trace::Print<trace::kAnswerSocketInvalid>();
 }
 
 void ServeQueries() {
   while (g_SockToClientApps != -1) {
     fd_set readable;
     if (WaitReadable(g_SockToClientApps, readable) < 1) {
-      trace::QuerySelectFailed();
+      trace::Print<trace::kQuerySelectFailed>();
       return;
     }
-    trace::QueryReadable();
+    trace::Print<trace::kQueryReadable>();
     if (FD_ISSET(g_SockToClientApps, &readable) &&
         RecvAndProcessPacketsFromLocalApps(g_SockToClientApps) == 0) {
       return;
     }
   }
-  trace::QuerySocketInvalid();
+  trace::Print<trace::kQuerySocketInvalid>();
 }
 
 }  // namespace

@@ -4,23 +4,22 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstddef>
-#include <cstring>
+
+#include "dns_proxy_mac/mutex.h"
 
 namespace trace {
-namespace buffer {
-
-Mutex g_Lock;
-char g_Bytes[kSize];
-std::size_t g_Used = 0;
-
-}  // namespace buffer
-
 namespace {
 
-bool g_HasOutput GUARDED_BY(buffer::g_Lock) = true;
-thread_local bool t_HoldsUntilExit = false;
+constexpr std::size_t kSharedSize = 65536;
+static_assert(kPartSize <= kSharedSize, "a part has room in the empty output");
+
+// Without destructors: a worker that outlives main may still come here during exit.
+Mutex g_Lock;
+char g_Shared[kSharedSize] GUARDED_BY(g_Lock);
+std::size_t g_Used GUARDED_BY(g_Lock) = 0;
+bool g_HasOutput GUARDED_BY(g_Lock) = true;
 
 // Waits for a descriptor that somebody has made non-blocking, as a blocking one would wait by
 // itself.
@@ -34,9 +33,9 @@ bool CanRetry(int error) {
   return (error == EAGAIN || error == EWOULDBLOCK) && WaitWritable();
 }
 
-void WriteOut() REQUIRES(buffer::g_Lock) {
-  const char* from = buffer::g_Bytes;
-  std::size_t left = g_HasOutput ? buffer::g_Used : 0;
+void WriteOut() REQUIRES(g_Lock) {
+  const char* from = g_Shared;
+  std::size_t left = g_HasOutput ? g_Used : 0;
   while (left > 0) {
     const ssize_t written = write(STDOUT_FILENO, from, left);
     if (written < 0 && CanRetry(errno)) continue;
@@ -44,46 +43,49 @@ void WriteOut() REQUIRES(buffer::g_Lock) {
     from += written;
     left -= static_cast<std::size_t>(written);
   }
-  buffer::g_Used = 0;
+  g_Used = 0;
+}
+
+void TakeOver(Part& part) REQUIRES(g_Lock) {
+  if (part.used > kSharedSize - g_Used) WriteOut();
+  std::memcpy(g_Shared + g_Used, part.bytes, part.used);
+  g_Used += part.used;
+  part.used = 0;
 }
 
 }  // namespace
 
-void buffer::AppendInParts(const char* text, std::size_t length) {
-  while (length > kSize - g_Used) {
-    const std::size_t part = kSize - g_Used;
-    std::memcpy(g_Bytes + g_Used, text, part);
-    g_Used = kSize;
-    WriteOut();
-    text += part;
-    length -= part;
-  }
-  std::memcpy(g_Bytes + g_Used, text, length);
-  g_Used += length;
-}
-
-OutputGuard::OutputGuard() {
-  if (!t_HoldsUntilExit) buffer::g_Lock.Lock();
-}
-
-OutputGuard::~OutputGuard() {
-  if (!t_HoldsUntilExit) buffer::g_Lock.Unlock();
-}
-
 void OpenOutput() {
-  const OutputGuard guard;
+  const MutexGuard guard(g_Lock);
   g_HasOutput = fcntl(STDOUT_FILENO, F_GETFD) != -1;
 }
 
+void HandOver() {
+  if (t_Part.used == 0) return;
+  const MutexGuard guard(g_Lock);
+  TakeOver(t_Part);
+}
+
 void Flush() {
-  const OutputGuard guard;
+  const MutexGuard guard(g_Lock);
+  TakeOver(t_Part);
   WriteOut();
 }
 
-void FlushAndHoldUntilExit() {
-  const OutputGuard guard;
+void FlushForGood() NO_THREAD_SAFETY_ANALYSIS {  // never gives the lock back
+  g_Lock.Lock();
+  TakeOver(t_Part);
   WriteOut();
-  t_HoldsUntilExit = true;
+}
+
+void AppendInPieces(const char* text, std::size_t length) {
+  while (length > 0) {
+    if (t_Part.used == kPartSize) HandOver();
+    const std::size_t piece = std::min(length, kPartSize - t_Part.used);
+    Append(text, piece);
+    text += piece;
+    length -= piece;
+  }
 }
 
 }  // namespace trace

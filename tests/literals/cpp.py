@@ -1,4 +1,4 @@
-"""C++: string literals of the trace's events and of GoogleTest files.
+"""C++: string literals of the trace's lines and of GoogleTest files.
 
 Reads tokens only, no grammar: enough for sources in one style, where a test is TEST, TEST_F or TEST_P and
 whatever stands outside of the tests is found again by its name.
@@ -47,23 +47,12 @@ def tokens(source):
     return found
 
 
-def events(source):
-    """(format, function, line) of each `Line("format", function, line, ...)`; the latter two may be None.
-
-    A function's name is a literal, or a constant of the same source.
-    """
+def constants(source):
+    """The text of each `name[] = "text"` of a source, in its order."""
     all_tokens = tokens(source)
-    constants = {}
     for at, (kind, text) in enumerate(all_tokens):
         if kind == "text" and [token[1] for token in all_tokens[at - 3 : at]] == ["[", "]", "="]:
-            constants[all_tokens[at - 4][1]] = text
-    for at, (kind, text) in enumerate(all_tokens):
-        following = all_tokens[at + 1 : at + 7]
-        if (kind, text) == ("word", "Line") and len(following) > 1 and following[1][0] == "text":
-            arguments = [token for token in following[2:6] if token[1] != ","]
-            function, line = (arguments + [("", None)] * 2)[:2]
-            name = function[1] if function[0] == "text" else constants.get(function[1])
-            yield following[1][1], name, line[1] if line[0] == "number" else None
+            yield text
 
 
 def _definitions(all_tokens):

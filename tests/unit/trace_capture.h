@@ -12,7 +12,7 @@ class TraceCapture {
   TraceCapture();
   TraceCapture(const TraceCapture&) = delete;
   TraceCapture& operator=(const TraceCapture&) = delete;
-  /// What is still in the trace's buffer is lost with the file.
+  /// What is not yet written out is lost with the file.
   ~TraceCapture();
 
   /// Everything printed since the last look, after a flush.

@@ -12,8 +12,8 @@
 
 #include "tests/unit/proxy_fixture.h"
 
-/// Compares what an event prints with what the C library makes of the same format and arguments.
-class TraceEvents : public SharedObjectsTest {
+/// Compares what a line prints with what the C library makes of the same format and arguments.
+class TraceLines : public SharedObjectsTest {
  protected:
   std::string Printed(const std::function<void()>& event) {
     event();
@@ -35,7 +35,7 @@ class TraceEvents : public SharedObjectsTest {
 
   const std::vector<int> ints = {INT_MIN, -1, 0, 1, 53, INT_MAX};
   const std::vector<unsigned> unsigneds = {0, 1, 65535, UINT_MAX};
-  /// Empty, ordinary, as long as a name can be, and longer than the trace's buffer.
+  /// Empty, ordinary, as long as a name can be, and longer than a part and than the shared output.
   const std::vector<std::string> texts = {"", "mail.local", "100%d %s", std::string(1024, 'n'),
                                           std::string(70000, 'l')};
 };

@@ -39,3 +39,36 @@ install_packages() {
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
     -o DPkg::Lock::Timeout=60 "${missing[@]}" >/dev/null
 }
+
+processors() { getconf _NPROCESSORS_ONLN; }
+
+# The user who owns a file; its number with the option -n.
+owner_of() {
+  if [ "$(uname)" = Darwin ]; then
+    if [ "$1" = -n ]; then stat -f %u "$2"; else stat -f %Su "$1"; fi
+  else
+    if [ "$1" = -n ]; then stat -c %u "$2"; else stat -c %U "$1"; fi
+  fi
+}
+
+# Ends with one sentence when folder $1, or where it would be made, cannot be written to.
+need_writable() {
+  local folder=$1
+  if [ -d "$folder" ]; then
+    [ -w "$folder" ] || die "$folder/ belongs to $(owner_of "$folder"), and you cannot write there:" \
+      "remove it or give it to yourself, for example: sudo chown -R $(id -un) $folder"
+  else
+    mkdir -p "$folder" 2>/dev/null || die "$folder/ cannot be made here: this checkout is read-only, or not yours"
+  fi
+  # A file system that is read-only lets root pass the test above.
+  (: >"$folder/.writable") 2>/dev/null || die "$folder/ cannot be written to: it is on a read-only file system"
+  rm -f "$folder/.writable"
+}
+
+# A build folder remembers where its sources were; after they were moved it is configured anew.
+forget_moved_sources() {
+  local cache=$1/CMakeCache.txt home
+  [ -e "$cache" ] || return 0
+  home=$(sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "$cache")
+  [ "$home" -ef . ] || rm -rf "$cache" "$1/CMakeFiles"
+}

@@ -12,3 +12,11 @@ def private_network():
         enter()
     except CannotTest as error:
         pytest.fail(str(error), pytrace=False)
+
+
+def pytest_terminal_summary(terminalreporter):
+    """What the differential runs say of themselves: the fresh seed is the only part that is not in the files."""
+    for report in terminalreporter.stats.get("passed", []):
+        for name, value in report.user_properties:
+            if name == "printed":
+                terminalreporter.write(value)

@@ -1,0 +1,61 @@
+# What the steps of ./test are made of. To be sourced in the top folder; runs with privileges, in a step's
+# own namespaces where the system has them.
+
+me=test
+. tools/machine.sh
+
+readonly python=$(command -v /usr/bin/python3 || command -v python3)
+
+configure() {  # PRESET
+  local folder=build/$1
+  [ "$1" != release ] || folder=build
+  forget_moved_sources "$folder"
+  cmake --preset "$1" ${launcher:+"$launcher"} >/dev/null
+}
+
+# build PRESET [TARGET...]: without targets, all of it.
+build() {
+  local targets=("${@:2}")
+  configure "$1" && cmake --build --preset "$1" -j "$(processors)" ${targets[@]:+--target "${targets[@]}"}
+}
+
+# with PRESET TARGET... -- COMMAND...: builds what the command tests, then runs it.
+with() {
+  local preset=$1 targets=()
+  shift
+  while [ "$1" != -- ]; do
+    targets+=("$1")
+    shift
+  done
+  shift
+  build "$preset" "${targets[@]}" && "$@"
+}
+
+# The tests that need nothing of their own but a build folder; as many at once as there are processors.
+unit_tests() {
+  ctest --test-dir "$1" -R '(unit_tests$|^fuzz_corpus_)' -j "$(processors)" --output-on-failure --no-tests=error
+}
+
+pytest() { "$python" -m pytest -q -p no:cacheprovider "$@"; }
+# Files side by side: each process is in a network and a file tree of its own.
+pytest_side_by_side() { pytest -n "$(processors)" "$@"; }
+# The same against the program of a sanitizer build, which is slower.
+pytest_on() {
+  DNS_PROXY_BINARY="$PWD/$1/dns_proxy_mac" DNS_PROXY_DEADLINE=30 pytest_side_by_side "${@:2}"
+}
+
+# With a compiler and CMake alone: no GoogleTest, no benchmarks, no CLI11, no other generator.
+build_plain() {
+  forget_moved_sources build/plain
+  cmake -S . -B build/plain ${launcher:+"$launcher"} -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON \
+    -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON &&
+    cmake --build build/plain -j "$(processors)" && test -x build/plain/dns_proxy_mac
+}
+
+# Every source file of the project, whichever folder it is in.
+sources() { find . \( -path ./build -o -name node_modules \) -prune -o \( -name '*.cpp' -o -name '*.h' \) -print; }
+check_format() { sources | xargs clang-format --dry-run -Werror; }
+check_lint() {
+  configure clang &&
+    sources | grep '^\./dns_proxy_mac/.*\.cpp$' | xargs -n 3 -P "$(processors)" clang-tidy -p build/clang --quiet
+}

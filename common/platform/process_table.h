@@ -46,6 +46,10 @@ bool HoldsLocalPort(const Process& process);
 /// name, which is starting or ending. Nothing when there is neither.
 std::optional<Process> FindProxy();
 
+/// Whether a proxy or a holder of the port that is not found is not there. Where this is false, it
+/// may belong to another user.
+bool SeesAllProcesses();
+
 /// Whoever keeps the proxy from binding 127.0.0.1:53.
 struct PortHolder {
   bool is_held;

@@ -42,26 +42,31 @@ int ArgumentCount(pid_t pid) {
   return count;
 }
 
-bool IsLocalPort(const socket_fdinfo& info) {
+enum class Bound { kOnLoopback, kOnLoopbackOrCoveringIt };
+
+bool IsLocalPort(const socket_fdinfo& info, Bound wanted) {
   const socket_info& socket = info.psi;
   if (socket.soi_kind != SOCKINFO_IN || socket.soi_protocol != IPPROTO_UDP) return false;
   const in_sockinfo& bound = socket.soi_proto.pri_in;
   if (ntohs(static_cast<std::uint16_t>(bound.insi_lport)) != kPort) return false;
+  // A socket of IPv6 that takes IPv4 as well is marked as one of both.
+  if ((bound.insi_vflag & INI_IPV4) == 0) return false;
   const in_addr_t address = bound.insi_laddr.ina_46.i46a_addr4.s_addr;
-  return address == htonl(INADDR_LOOPBACK) || address == htonl(INADDR_ANY);
+  return address == htonl(INADDR_LOOPBACK) ||
+         (wanted == Bound::kOnLoopbackOrCoveringIt && address == htonl(INADDR_ANY));
 }
 
-bool HasLocalPort(pid_t pid) {
+bool HasLocalPort(pid_t pid, Bound wanted) {
   const int size = proc_pidinfo(pid, PROC_PIDLISTFDS, 0, nullptr, 0);
   std::vector<proc_fdinfo> files(static_cast<std::size_t>(std::max(size, 0)) / sizeof(proc_fdinfo));
   const int got = proc_pidinfo(pid, PROC_PIDLISTFDS, 0, files.data(), size);
   files.resize(static_cast<std::size_t>(std::max(got, 0)) / sizeof(proc_fdinfo));
-  return std::any_of(files.begin(), files.end(), [pid](const proc_fdinfo& file) {
+  return std::any_of(files.begin(), files.end(), [pid, wanted](const proc_fdinfo& file) {
     socket_fdinfo info;
     return file.proc_fdtype == PROX_FDTYPE_SOCKET &&
            proc_pidfdinfo(pid, file.proc_fd, PROC_PIDFDSOCKETINFO, &info, sizeof(info)) ==
                sizeof(info) &&
-           IsLocalPort(info);
+           IsLocalPort(info, wanted);
   });
 }
 
@@ -97,11 +102,16 @@ double SecondsSinceStart(const Process& process) {
   return static_cast<double>(now.tv_sec) - static_cast<double>(process.started / 1000000);
 }
 
-bool HoldsLocalPort(const Process& process) { return HasLocalPort(process.pid); }
+bool HoldsLocalPort(const Process& process) {
+  return HasLocalPort(process.pid, Bound::kOnLoopback);
+}
+
+// The kernel tells of another user's process to root alone.
+bool SeesAllProcesses() { return geteuid() == 0; }
 
 PortHolder HolderOfLocalPort() {
   for (const pid_t pid : AllProcesses()) {
-    if (!HasLocalPort(pid)) continue;
+    if (!HasLocalPort(pid, Bound::kOnLoopbackOrCoveringIt)) continue;
     char name[2 * MAXCOMLEN + 1] = "";
     proc_name(pid, name, sizeof(name));
     return {true, pid, name};

@@ -14,6 +14,8 @@
 namespace ctl {
 namespace {
 
+constexpr char kRootIsNeeded[] = "not to be seen: root alone sees the processes of others here";
+
 void PrintRow(const char* subject, const std::string& words) {
   char start[32];
   std::snprintf(start, sizeof(start), "%-13s ", subject);
@@ -31,7 +33,7 @@ std::string Duration(double seconds) {
 // False unless both workers live.
 bool PrintProcess(const std::optional<Process>& proxy) {
   if (!proxy) {
-    PrintRow("proxy", "not running");
+    PrintRow("proxy", SeesAllProcesses() ? "not running" : kRootIsNeeded);
     return false;
   }
   PrintRow("proxy", "running as process " + std::to_string(proxy->pid) + " for " +
@@ -54,7 +56,7 @@ void PrintPort(const std::optional<Process>& proxy) {
   if (proxy && HoldsLocalPort(*proxy)) {
     PrintRow("127.0.0.1:53", "held by the proxy");
   } else if (!holder.is_held) {
-    PrintRow("127.0.0.1:53", "free");
+    PrintRow("127.0.0.1:53", SeesAllProcesses() ? "free" : kRootIsNeeded);
   } else if (holder.pid == 0) {
     PrintRow("127.0.0.1:53", "held by " + Shown(holder.name) + "; root can see which");
   } else {

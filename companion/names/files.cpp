@@ -1,0 +1,147 @@
+#include "companion/names/files.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "common/configuration/text_or_not.h"
+
+namespace ctl {
+namespace {
+
+constexpr off_t kLargestFile = off_t{256} << 20;
+constexpr mode_t kReadableByAll = 0644;
+
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : number_(number) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    if (number_ >= 0) close(number_);
+  }
+  int number() const { return number_; }
+
+ private:
+  int number_;
+};
+
+std::string SystemsReason() { return std::strerror(errno); }
+
+std::string ReadAll(int file, std::string& text) {
+  for (std::size_t had = 0; had < text.size();) {
+    const ssize_t got = read(file, text.data() + had, text.size() - had);
+    if (got < 0) return "it can't be read: " + SystemsReason();
+    if (got == 0) return "it was written to while it was read";
+    had += static_cast<std::size_t>(got);
+  }
+  return "";
+}
+
+bool IsUnchanged(int file, const struct stat& before) {
+  struct stat now;
+  return fstat(file, &now) == 0 && now.st_size == before.st_size &&
+         now.st_mtime == before.st_mtime && now.st_ctime == before.st_ctime;
+}
+
+std::string WriteAll(int file, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(file, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return "it can't be written: " + SystemsReason();
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  if (fchmod(file, kReadableByAll) != 0 || fsync(file) != 0) {
+    return "it can't be written: " + SystemsReason();
+  }
+  return "";
+}
+
+// Opens a file to be renamed, empty, with a lock on it. Always the same name, so that a program
+// ended in the middle leaves nothing behind but what the next one takes over. Whoever waited for
+// the lock may hold a file that has been renamed meanwhile, and looks again.
+int OpenAlone(const std::string& path) {
+  for (;;) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (file < 0) return -1;
+    struct stat opened;
+    struct stat named;
+    if (flock(file, LOCK_EX) == 0 && fstat(file, &opened) == 0 && stat(path.c_str(), &named) == 0 &&
+        opened.st_ino == named.st_ino && ftruncate(file, 0) == 0) {
+      return file;
+    }
+    close(file);
+  }
+}
+
+// The rename itself reaches the disk with its folder.
+void SyncFolderOf(const std::string& path) {
+  const std::string folder = path.substr(0, path.rfind('/') + 1);
+  const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened.number() >= 0) fsync(opened.number());
+}
+
+}  // namespace
+
+std::string ReadTextFile(const std::string& path, std::string& text, bool& is_missing) {
+  text.clear();
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  is_missing = file.number() < 0 && errno == ENOENT;
+  if (is_missing) return "there is no such file";
+  struct stat status;
+  if (file.number() < 0 || fstat(file.number(), &status) != 0) {
+    return "it can't be read: " + SystemsReason();
+  }
+  if (S_ISDIR(status.st_mode)) return "it is a directory";
+  if (!S_ISREG(status.st_mode)) return "it is no regular file";
+  if (status.st_size > kLargestFile) return "it is larger than 256 MB";
+  text.resize(static_cast<std::size_t>(status.st_size));
+  std::string problem = ReadAll(file.number(), text);
+  if (problem.empty() && !IsUnchanged(file.number(), status)) {
+    problem = "it was written to while it was read";
+  }
+  if (problem.empty() && !LooksLikeText(text)) problem = "it holds something other than text";
+  if (!problem.empty()) text.clear();
+  return problem;
+}
+
+std::string WriteTextFile(const std::string& path, std::string_view text) {
+  const std::size_t slash = path.rfind('/') + 1;
+  const std::string beside = path.substr(0, slash) + '.' + path.substr(slash) + ".new";
+  const Descriptor file(OpenAlone(beside));
+  if (file.number() < 0) return "it can't be written: " + SystemsReason();
+  std::string problem = WriteAll(file.number(), text);
+  if (problem.empty() && std::rename(beside.c_str(), path.c_str()) != 0) {
+    problem = "it can't be written: " + SystemsReason();
+  }
+  if (problem.empty()) {
+    SyncFolderOf(path);
+  } else {
+    unlink(beside.c_str());
+  }
+  return problem;
+}
+
+std::vector<std::string> FilesIn(const std::string& folder, std::string& problem) {
+  std::vector<std::string> files;
+  DIR* opened = opendir(folder.c_str());
+  if (opened == nullptr) {
+    if (errno != ENOENT) problem = folder + " can't be read: " + SystemsReason();
+    return files;
+  }
+  while (const dirent* entry = readdir(opened)) {
+    if (entry->d_name[0] != '.') files.push_back(folder + '/' + entry->d_name);
+  }
+  closedir(opened);
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+}  // namespace ctl

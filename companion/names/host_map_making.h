@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "companion/names/files.h"
+
+namespace ctl {
+
+/// Who wrote a host map.
+enum class HostMapAuthor {
+  kUs,           ///< made from names, and unchanged since
+  kEditedSince,  ///< made from names, then edited by hand
+  kPeople        ///< written by hand
+};
+HostMapAuthor AuthorOf(std::string_view host_map);
+
+/// What came of bringing the host map up to date.
+enum class Renewal {
+  kWritten,
+  kUnchanged,  ///< it is what the names make already
+  kNoSources,  ///< there are no names: the host map is the people's own file
+  kRefused     ///< the last good map stays
+};
+
+/// Makes the host map from the people's names and puts it into its place, whole, when it differs.
+/// One that people wrote or edited is overwritten only if `may_take_over`. `sentences` takes what
+/// is to be said about the files; the reason of a refusal is its last.
+Renewal RenewHostMap(const NamesPlaces& places, bool may_take_over,
+                     std::vector<std::string>& sentences);
+
+/// The file for these pairs, a line `name:address` each, with the line in front of them by which
+/// `AuthorOf` knows it again.
+std::string HostMapOf(std::string_view pairs);
+
+/// The host map's lines without the one that says who made it.
+std::string_view PairsOf(std::string_view host_map);
+
+}  // namespace ctl

@@ -19,6 +19,10 @@ struct Command {
   Work (*describe)(CLI::App& command);
 };
 
+/// The commands on names, with their own sub-commands.
+Work DescribeName(CLI::App& command);
+Work DescribeList(CLI::App& command);
+
 /// All commands, in the order of --help.
 const std::vector<Command>& Commands();
 

@@ -84,6 +84,8 @@ const std::vector<Command>& Commands() {
       {"watch", "End the proxy when it takes no queries any more, to be started again",
        DescribeWatch},
       {"status", "Tell how the proxy is, in a few lines", DescribeStatus},
+      {"name", "Give names their addresses, in a file for people", DescribeName},
+      {"list", "Take in lists of names as they are given away", DescribeList},
   };
   return commands;
 }

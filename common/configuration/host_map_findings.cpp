@@ -4,6 +4,7 @@
 
 #include "common/configuration/address_text.h"
 #include "common/configuration/findings.h"
+#include "common/configuration/made_host_map.h"
 #include "common/configuration/name_text.h"
 #include "common/output/shown_text.h"
 
@@ -168,6 +169,7 @@ void CheckHostMap(const HostMapFileText& file, const MethodList& list, Report& r
   std::size_t next = 0;
   for (std::size_t line = 1; line <= file.text.lines.size(); ++line) {
     returns.Check(line, report);
+    if (line == 1 && TellsHowMade(file.text.lines[0])) continue;
     if (next == entries.size() || entries[next].line != line) {
       report.Warning(line, Quoted(file.text.lines[line - 1]) + " begins with a colon",
                      "the line is skipped");

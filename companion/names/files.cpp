@@ -10,8 +10,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
-#include "common/configuration/text_or_not.h"
+#include "common/configuration/configuration_text.h"
 
 namespace ctl {
 namespace {
@@ -35,20 +36,11 @@ class Descriptor {
 
 std::string SystemsReason() { return std::strerror(errno); }
 
-std::string ReadAll(int file, std::string& text) {
-  for (std::size_t had = 0; had < text.size();) {
-    const ssize_t got = read(file, text.data() + had, text.size() - had);
-    if (got < 0) return "it can't be read: " + SystemsReason();
-    if (got == 0) return "it was written to while it was read";
-    had += static_cast<std::size_t>(got);
-  }
-  return "";
-}
-
-bool IsUnchanged(int file, const struct stat& before) {
+// What changes when somebody writes to the file.
+bool IsUnchanged(const std::string& path, const struct stat& before) {
   struct stat now;
-  return fstat(file, &now) == 0 && now.st_size == before.st_size &&
-         now.st_mtime == before.st_mtime && now.st_ctime == before.st_ctime;
+  return stat(path.c_str(), &now) == 0 && now.st_ino == before.st_ino &&
+         now.st_size == before.st_size && now.st_mtime == before.st_mtime;
 }
 
 std::string WriteAll(int file, std::string_view text) {
@@ -92,24 +84,16 @@ void SyncFolderOf(const std::string& path) {
 
 std::string ReadTextFile(const std::string& path, std::string& text, bool& is_missing) {
   text.clear();
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  is_missing = file.number() < 0 && errno == ENOENT;
-  if (is_missing) return "there is no such file";
-  struct stat status;
-  if (file.number() < 0 || fstat(file.number(), &status) != 0) {
-    return "it can't be read: " + SystemsReason();
-  }
-  if (S_ISDIR(status.st_mode)) return "it is a directory";
-  if (!S_ISREG(status.st_mode)) return "it is no regular file";
-  if (status.st_size > kLargestFile) return "it is larger than 256 MB";
-  text.resize(static_cast<std::size_t>(status.st_size));
-  std::string problem = ReadAll(file.number(), text);
-  if (problem.empty() && !IsUnchanged(file.number(), status)) {
-    problem = "it was written to while it was read";
-  }
-  if (problem.empty() && !LooksLikeText(text)) problem = "it holds something other than text";
-  if (!problem.empty()) text.clear();
-  return problem;
+  struct stat status {};
+  const bool is_there = stat(path.c_str(), &status) == 0;
+  is_missing = !is_there && errno == ENOENT;
+  if (is_there && status.st_size > kLargestFile) return "it is larger than 256 MB";
+  FileText file;
+  ReadText(path, file);
+  if (file.access != Access::kRead) return file.reason;
+  if (!IsUnchanged(path, status)) return "it was written to while it was read";
+  text = std::move(file.bytes);
+  return "";
 }
 
 std::string WriteTextFile(const std::string& path, std::string_view text) {

@@ -5,17 +5,14 @@
 #include <cstdio>
 #include <utility>
 
-#include "common/output/shown_text.h"
+#include "common/configuration/made_host_map.h"
 #include "companion/names/all_names.h"
 
 namespace ctl {
 namespace {
 
-// A line that begins with a colon is skipped by the proxy, so it can tell who made the file.
-constexpr std::string_view kMark =
-    ":made by dns_proxy_ctl from names and names.d, edit those; checksum ";
 constexpr std::size_t kChecksumDigits = 16;
-constexpr std::size_t kMarkedLine = kMark.size() + kChecksumDigits + 1;
+constexpr std::size_t kMarkedLine = kMadeHostMapMark.size() + kChecksumDigits + 1;
 
 // FNV-1a: it tells an edit by hand from none, and is no defence against a forger.
 std::string ChecksumOf(std::string_view text) {
@@ -57,18 +54,18 @@ std::string ReasonToKeep(const NamesPlaces& places, bool may_take_over, std::str
 std::string HostMapOf(std::string_view pairs) {
   std::string text;
   text.reserve(kMarkedLine + pairs.size());
-  return text.append(kMark).append(ChecksumOf(pairs)).append(1, '\n').append(pairs);
+  return text.append(kMadeHostMapMark).append(ChecksumOf(pairs)).append(1, '\n').append(pairs);
 }
 
 HostMapAuthor AuthorOf(std::string_view host_map) {
-  if (host_map.substr(0, kMark.size()) != kMark) return HostMapAuthor::kPeople;
-  const std::string_view checksum = host_map.substr(kMark.size(), kChecksumDigits);
+  if (!TellsHowMade(host_map)) return HostMapAuthor::kPeople;
+  const std::string_view checksum = host_map.substr(kMadeHostMapMark.size(), kChecksumDigits);
   return ChecksumOf(PairsOf(host_map)) == checksum ? HostMapAuthor::kUs
                                                    : HostMapAuthor::kEditedSince;
 }
 
 std::string_view PairsOf(std::string_view host_map) {
-  if (host_map.substr(0, kMark.size()) != kMark) return host_map;
+  if (!TellsHowMade(host_map)) return host_map;
   return host_map.substr(std::min(kMarkedLine, host_map.size()));
 }
 

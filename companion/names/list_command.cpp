@@ -9,8 +9,8 @@
 #include "common/output/exit_status.h"
 #include "common/output/output.h"
 #include "common/output/shown_text.h"
+#include "companion/commands.h"
 #include "companion/names/all_names.h"
-#include "companion/names/commands.h"
 #include "companion/names/list_text.h"
 #include "companion/names/names_line.h"
 

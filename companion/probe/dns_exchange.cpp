@@ -4,9 +4,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <random>
+#include <utility>
 
 #include "common/output/clock.h"
 #include "common/output/shown_text.h"
@@ -37,17 +39,35 @@ constexpr std::uint8_t kRecursionDesired = 0x01;
 constexpr int kRcodeRefused = 5;
 constexpr int kRcodeServerFailure = 2;
 
+constexpr std::string_view kEndAndAddressType("\x00\x00\x01\x00\x01", 5);
+
 DNSHeader HeaderOf(std::string_view message) { return ReadHeader(message.data()); }
 
-}  // namespace
-
-ProbeQuery::ProbeQuery() : bytes(kHeaderSize, '\0') {
+std::string QueryHeader() {
   DNSHeader header{};
   header.usId = static_cast<std::uint16_t>(std::random_device()());
   header.FlagsFirst = kRecursionDesired;
   header.QuestionCount = htons(1);
+  std::string bytes(kHeaderSize, '\0');
   WriteHeader(bytes.data(), header);
-  bytes += kQuestion;
+  return bytes;
+}
+
+std::string_view QuestionOf(const ProbeQuery& query) {
+  return std::string_view(query.bytes).substr(kHeaderSize);
+}
+
+}  // namespace
+
+ProbeQuery::ProbeQuery() : bytes(QueryHeader().append(kQuestion)) {}
+
+ProbeQuery::ProbeQuery(std::string_view name) : bytes(QueryHeader()) {
+  while (!name.empty()) {
+    const std::string_view label = name.substr(0, name.find('.'));
+    bytes.append(1, static_cast<char>(label.size())).append(label);
+    name.remove_prefix(std::min(label.size() + 1, name.size()));
+  }
+  bytes.append(kEndAndAddressType);
 }
 
 bool IsAnswerTo(const ProbeQuery& query, std::string_view response) {
@@ -55,7 +75,8 @@ bool IsAnswerTo(const ProbeQuery& query, std::string_view response) {
   const DNSHeader header = HeaderOf(response);
   if (header.usId != HeaderOf(query.bytes).usId) return false;
   if ((header.FlagsFirst & kFlagResponse) == 0) return false;
-  return header.QuestionCount == 0 || response.substr(kHeaderSize, kQuestion.size()) == kQuestion;
+  const std::string_view question = QuestionOf(query);
+  return header.QuestionCount == 0 || response.substr(kHeaderSize, question.size()) == question;
 }
 
 bool IsProxysNoSuchName(const ProbeQuery& query, std::string_view answer) {
@@ -66,7 +87,7 @@ bool IsProxysNoSuchName(const ProbeQuery& query, std::string_view answer) {
   header.QuestionCount = htons(1);
   std::string expected(kHeaderSize, '\0');
   WriteHeader(expected.data(), header);
-  expected += kQuestion;
+  expected += QuestionOf(query);
   return answer == expected;
 }
 
@@ -80,7 +101,8 @@ std::string InWords(std::string_view answer) {
   return Counted(ntohs(header.AnswerCount), "record");
 }
 
-Exchange::Exchange(const sockaddr_in& to) : socket_(socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP)) {
+Exchange::Exchange(const sockaddr_in& to, ProbeQuery query)
+    : query_(std::move(query)), socket_(socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP)) {
   sent_at_ = MonotonicNow();
   const auto* address = reinterpret_cast<const sockaddr*>(&to);
   // Connected, so that the kernel keeps strangers away and reports a port at which nobody listens.

@@ -10,11 +10,13 @@
 
 namespace ctl {
 
-/// A question that is safe to ask of anybody, the proxy included, and that a resolver answers by
-/// itself: the reverse name of 127.0.0.1 (RFC 6303). One question, a name that is not empty.
+/// A query with one question and a random id.
 struct ProbeQuery {
-  /// With a random id.
+  /// A question that is safe to ask of anybody, the proxy included, and that a resolver answers by
+  /// itself: the reverse name of 127.0.0.1 (RFC 6303).
   ProbeQuery();
+  /// The address of `name`, dotted text of labels of up to 127 characters.
+  explicit ProbeQuery(std::string_view name);
   std::string bytes;
 };
 
@@ -36,7 +38,7 @@ enum class ExchangeState { kWaiting, kAnswered, kNobodyThere, kFailed };
 class Exchange {
  public:
   /// Sends the query at once. `to` has its port.
-  explicit Exchange(const sockaddr_in& to);
+  explicit Exchange(const sockaddr_in& to, ProbeQuery query = {});
   Exchange(const Exchange&) = delete;
   Exchange& operator=(const Exchange&) = delete;
   ~Exchange();

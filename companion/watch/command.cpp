@@ -14,6 +14,7 @@
 #include "common/output/output.h"
 #include "common/platform/process_table.h"
 #include "companion/commands.h"
+#include "companion/names/names_keeper.h"
 
 namespace ctl {
 namespace {
@@ -92,7 +93,9 @@ bool End(const Process& proxy) {
 
 int RunWatch() {
   IntakeWatcher watcher;
+  NamesKeeper names;
   for (;;) {
+    names.Look();
     if (const auto proxy = watcher.Look(); proxy && !End(*proxy)) return kNo;
     std::this_thread::sleep_for(kBetweenLooks);
   }

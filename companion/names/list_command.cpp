@@ -44,22 +44,9 @@ int Refuse(const std::string& path, const std::string& problem) {
 
 std::string SystemsReason(const char* what) { return std::string(what) + std::strerror(errno); }
 
-struct ListCount {
-  std::size_t counting = 0;
-  std::size_t repeated = 0;
-  std::size_t never_listed = 0;
-};
-
-}  // namespace
-
-int RunListAdd(const std::string& file, const std::string& address) {
-  const NamesPlaces places;
-  const std::string name = LastPart(file);
-  if (!TakeListName(name)) return kUsage;
-  if (!IsIpv4Text(address)) {
-    Complain(Quoted(address) + " is no IPv4 address.");
-    return kUsage;
-  }
+// Makes a file of names of a list. What it needs for a million names is given back before the host
+// map is made.
+int TakeIn(const std::string& file, const std::string& address, const NamesPlaces& places) {
   std::string text;
   bool is_missing = false;
   if (std::string problem = ReadTextFile(file, text, is_missing); !problem.empty()) {
@@ -70,13 +57,33 @@ int RunListAdd(const std::string& file, const std::string& address) {
   if (mkdir(places.lists.c_str(), kFolderMode) != 0 && errno != EEXIST) {
     return Refuse(places.lists, SystemsReason("it can't be made: "));
   }
-  const std::string path = places.lists + '/' + name;
+  const std::string path = places.lists + '/' + LastPart(file);
   if (std::string problem = WriteTextFile(path, list.text); !problem.empty()) {
     return Refuse(path, problem);
   }
-  Print(Shown(name) + ": " + Counted(list.taken, "name") + " taken, as " + address + '\n');
+  Print(Shown(LastPart(file)) + ": " + Counted(list.taken, "name") + " taken, as " + address +
+        '\n');
   PrintLeftOut(list);
-  return RunNameApply();
+  return kOk;
+}
+
+struct ListCount {
+  std::size_t counting = 0;
+  std::size_t repeated = 0;
+  std::size_t never_listed = 0;
+};
+
+}  // namespace
+
+int RunListAdd(const std::string& file, const std::string& address) {
+  const NamesPlaces places;
+  if (!TakeListName(LastPart(file))) return kUsage;
+  if (!IsIpv4Text(address)) {
+    Complain(Quoted(address) + " is no IPv4 address.");
+    return kUsage;
+  }
+  const int status = TakeIn(file, address, places);
+  return status == kOk ? RunNameApply() : status;
 }
 
 int RunListRemove(const std::string& name) {

@@ -1,5 +1,6 @@
 #include "companion/names/list_text.h"
 
+#include <algorithm>
 #include <unordered_set>
 #include <vector>
 
@@ -24,7 +25,10 @@ bool IsOwnName(std::string_view name) {
 
 class ListReader {
  public:
-  ListReader(ListText& list, const std::string& address) : list_(list), address_(address) {}
+  ListReader(ListText& list, const std::string& address, std::size_t names)
+      : list_(list), address_(address) {
+    taken_.reserve(names);
+  }
 
   void TakeLine(std::string_view line, std::size_t number) {
     if (!line.empty() && line.front() == '!') return;
@@ -65,7 +69,8 @@ class ListReader {
 
 ListText ReadList(std::string_view text, const std::string& address) {
   ListText list;
-  ListReader reader(list, address);
+  const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+  ListReader reader(list, address, lines);  // about a name a line
   ForEachLine(text, [&reader](std::string_view line, std::size_t number) {
     reader.TakeLine(line, number);
   });

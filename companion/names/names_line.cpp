@@ -2,17 +2,19 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
+
 #include "common/output/shown_text.h"
 
 namespace ctl {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r";
+bool IsBlank(char character) { return character == ' ' || character == '\t' || character == '\r'; }
 
 std::string_view Trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
+  return text;
 }
 
 // A scope behind a percent sign belongs to the address: fe80::1%lo0.
@@ -77,7 +79,8 @@ std::string_view WithoutComment(std::string_view line) {
 void SplitWords(std::string_view text, std::vector<std::string_view>& words) {
   words.clear();
   for (text = Trimmed(text); !text.empty(); text = Trimmed(text)) {
-    const std::size_t end = std::min(text.find_first_of(kBlanks), text.size());
+    const auto end =
+        static_cast<std::size_t>(std::find_if(text.begin(), text.end(), IsBlank) - text.begin());
     words.push_back(text.substr(0, end));
     text.remove_prefix(end);
   }

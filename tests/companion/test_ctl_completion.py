@@ -1,5 +1,7 @@
 """Shell completion: the words that are offered, and the file names."""
 
+import os
+import pathlib
 import shlex
 import subprocess
 
@@ -7,6 +9,7 @@ import pytest
 from terminal import Terminal
 
 import ctl
+import names_files
 
 COMPLETION = ctl.REPOSITORY / "companion" / "completion"
 BASH = COMPLETION / "dns_proxy_ctl.bash"
@@ -20,14 +23,21 @@ def offered_by_bash(line):
         f"COMP_WORDS=({' '.join(shlex.quote(word) for word in words)}); COMP_CWORD={len(words) - 1}\n"
         '_dns_proxy_ctl; echo "${COMPREPLY[*]}"'
     )
-    result = subprocess.run(["bash", "--norc", "-c", script], stdout=subprocess.PIPE, encoding="ascii", check=True)
+    path = f"{pathlib.Path(ctl.ctl_path()).parent}:{os.environ['PATH']}"
+    result = subprocess.run(
+        ["bash", "--norc", "-c", script],
+        stdout=subprocess.PIPE,
+        encoding="ascii",
+        check=True,
+        env=os.environ | {"PATH": path},
+    )
     return result.stdout.split()
 
 
 @pytest.mark.parametrize(
     ("line", "words"),
     [
-        ("dns_proxy_ctl ", ["check", "probe", "trace", "watch", "status", "--help", "--version"]),
+        ("dns_proxy_ctl ", ["check", "probe", "trace", "watch", "status", "name", "list", "--help", "--version"]),
         ("dns_proxy_ctl c", ["check"]),
         ("dns_proxy_ctl --v", ["--version"]),
         ("dns_proxy_ctl check ", ["--dns", "--hostmap", "--strict", "--json", "--help"]),
@@ -39,6 +49,12 @@ def offered_by_bash(line):
         ("dns_proxy_ctl trace -", ["--follow", "--json", "--help"]),
         ("dns_proxy_ctl watch ", ["--help"]),
         ("dns_proxy_ctl status --h", ["--help"]),
+        ("dns_proxy_ctl name ", ["add", "remove", "list", "explain", "apply", "import", "--help"]),
+        ("dns_proxy_ctl name list ", ["--help"]),
+        ("dns_proxy_ctl list ", ["add", "remove", "show", "--help"]),
+        ("dns_proxy_ctl list add ", []),
+        ("dns_proxy_ctl list add --", ["--as", "--help"]),
+        ("dns_proxy_ctl list add x --as 1", ["127.0.0.1"]),
     ],
 )
 def test_bash_offers(line, words):
@@ -53,6 +69,14 @@ def test_every_option_that_bash_offers_is_one():
         assert options
         for option in options:
             assert option in text
+
+
+def test_bash_offers_the_names_and_lists_that_there_are():
+    names_files.write(names=b"10.0.0.1 mail.lan printer.lan\n10.0.0.2 mirror.lan\n", lists={"ads": b"", "more": b""})
+    assert offered_by_bash("dns_proxy_ctl name remove m") == ["mail.lan", "mirror.lan"]
+    assert offered_by_bash("dns_proxy_ctl name explain p") == ["printer.lan"]
+    assert offered_by_bash("dns_proxy_ctl list remove ") == ["ads", "more"]
+    names_files.start_empty()
 
 
 @pytest.mark.parametrize("shell", ["bash", "zsh"])
@@ -77,3 +101,5 @@ def test_completion_at_the_keyboard(tmp_path, shell):
         terminal.expect_screen(["> dns_proxy_ctl check --hostmap my_hosts"])
         terminal.type("C-u", "dns_proxy_ctl trace my", "Tab")
         terminal.expect_screen(["> dns_proxy_ctl trace my_hosts"])
+        terminal.type("C-u", "dns_proxy_ctl name ex", "Tab")
+        terminal.expect_screen(["> dns_proxy_ctl name explain"])

@@ -68,6 +68,18 @@ Work DescribeWatch(CLI::App& command) {
   return RunWatch;
 }
 
+Work DescribeGuard(CLI::App& command) {
+  static GuardOptions options;
+  command.add_option("PID", options.pid, "The proxy's process; without it the one on the port")
+      ->check(CLI::PositiveNumber)
+      ->option_text(" ");
+  command.add_flag("--remove", options.remove, "Take the filters away again");
+  command.footer(
+      "On Linux, as root. The filters are the sockets' own and go with the proxy.\n\n"
+      "Exit status: 0 when it is done, 1 when there is no proxy or the system refuses.");
+  return [] { return RunGuard(options); };
+}
+
 Work DescribeStatus(CLI::App& command) {
   command.footer("Exit status: 0 when it runs, both workers live and it answers; 1 when not.");
   return RunStatus;
@@ -83,6 +95,7 @@ const std::vector<Command>& Commands() {
       {"trace", "Tell what the proxy's trace says", DescribeTrace},
       {"watch", "End the proxy when it takes no queries any more, to be started again",
        DescribeWatch},
+      {"guard", "Keep out of the proxy's sockets what would end it", DescribeGuard},
       {"status", "Tell how the proxy is, in a few lines", DescribeStatus},
       {"name", "Give names their addresses, in a file for people", DescribeName},
       {"list", "Take in lists of names as they are given away", DescribeList},

@@ -61,6 +61,17 @@ int RunTrace(const TraceOptions& options);
 /// proxy starts it again. Returns only, with kNo, when it may not end the proxy.
 int RunWatch();
 
+struct GuardOptions {
+  int pid = 0;  ///< the proxy's process; 0 for the one that holds the port
+  /// Take the filters away again.
+  bool remove = false;
+};
+
+/// Puts a filter on each of the proxy's two sockets, which keeps out what would end its intake or
+/// its relay; waits for a proxy that is being started. kOk, silently, when it is done; kNo when
+/// there is no proxy or the system refuses, as one without such filters does.
+int RunGuard(const GuardOptions& options);
+
 /// Prints in a dozen lines how the proxy is. kOk when it runs, both workers live and it answers.
 int RunStatus();
 

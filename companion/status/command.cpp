@@ -8,6 +8,7 @@
 #include "common/output/shown_text.h"
 #include "common/platform/process_table.h"
 #include "companion/commands.h"
+#include "companion/guard/guard.h"
 #include "companion/probe/probe.h"
 #include "companion/status/resolver.h"
 
@@ -71,6 +72,8 @@ int RunStatus() {
   const std::optional<Process> proxy = FindProxy();
   const bool workers_live = PrintProcess(proxy);
   PrintPort(proxy);
+  const std::string guard = proxy ? GuardInWords(*proxy) : "";
+  if (!guard.empty()) PrintRow("guard", guard);
   PrintRow("resolver", ReadResolverTarget().words);
 
   const CheckVerdict verdict = CheckQuietly();

@@ -6,7 +6,7 @@ import pytest
 
 import ctl
 
-COMMANDS = ["check", "probe", "trace", "watch", "status", "name", "list"]
+COMMANDS = ["check", "probe", "trace", "watch", "guard", "status", "name", "list"]
 
 
 def test_version():

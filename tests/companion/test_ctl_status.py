@@ -52,6 +52,7 @@ def test_all_is_well():
 proxy         running as process N for N seconds
 workers       both alive
 127.0.0.1:53  held by the proxy
+guard         off: a malformed datagram ends the intake
 resolver      /etc/resolv.conf points at the proxy
 servers       1
 host map      1 entry

@@ -40,7 +40,7 @@ std::vector<int> DescriptorsOf(pid_t pid, std::string& refusal) {
     return numbers;
   }
   while (const dirent* entry = readdir(listing)) {
-    if (entry->d_name[0] != '.') numbers.push_back(std::atoi(entry->d_name));
+    if (entry->d_name[0] != '.') numbers.push_back(static_cast<int>(std::strtol(entry->d_name, nullptr, 10)));
   }
   closedir(listing);
   std::sort(numbers.begin(), numbers.end());

@@ -89,6 +89,12 @@ def test_check_comes_before_the_start_and_its_errors_count(installation):
     assert unit.all("Service", "ExecStartPre") == [script]
 
 
+def test_guard_comes_before_the_service_counts_as_started_and_its_failure_does_not_count(installation):
+    unit = installation.unit("dns_proxy_mac.service")
+    assert unit.all("Service", "Type") == ["exec"]
+    assert unit.all("Service", "ExecStartPost") == [f"+-{installation.prefix}/bin/dns_proxy_ctl guard $MAINPID"]
+
+
 def test_journal_of_the_trace_has_a_size_wherever_it_is_kept(installation):
     settings = Unit(installation.prefix / "lib/systemd/journald@dns_proxy_mac.conf.d/10-size.conf")
     assert installation.unit("dns_proxy_mac.service").get("Service", "LogNamespace") == "dns_proxy_mac"

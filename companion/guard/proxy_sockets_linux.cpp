@@ -40,7 +40,8 @@ std::vector<int> DescriptorsOf(pid_t pid, std::string& refusal) {
     return numbers;
   }
   while (const dirent* entry = readdir(listing)) {
-    if (entry->d_name[0] != '.') numbers.push_back(static_cast<int>(std::strtol(entry->d_name, nullptr, 10)));
+    if (entry->d_name[0] != '.')
+      numbers.push_back(static_cast<int>(std::strtol(entry->d_name, nullptr, 10)));
   }
   closedir(listing);
   std::sort(numbers.begin(), numbers.end());

@@ -12,7 +12,9 @@ os.environ.setdefault("DNS_PROXY_DEADLINE", "30")  # booting a system takes long
 
 import harness  # noqa: E402  (found through the line above)
 
+from asking import CONFIGURED_SERVER  # noqa: E402
 from installed import REPOSITORY, Installation  # noqa: E402
+from system_copy import SystemCopy  # noqa: E402
 
 STATUS_WHEN_IMPOSSIBLE = 2
 
@@ -41,3 +43,14 @@ def installation(package):
     """What `cmake --install` lays down below a prefix."""
     with Installation() as installed:
         yield installed
+
+
+@pytest.fixture(scope="module")
+def booted(package):
+    """A copy of the system with the package, booted: one at a time, since all have this network."""
+    with SystemCopy() as system:
+        system.put("/etc/resolv.conf", "nameserver 192.0.2.1\n")
+        system.run("dpkg", "--install", system.take(package))
+        system.put("/var/log/Varnok/dns", f"{CONFIGURED_SERVER}\n")
+        system.boot()
+        yield system

@@ -36,8 +36,17 @@ install_packages() {
   [ ${#missing[@]} -eq 0 ] && return
   say "installing ${missing[*]}"
   patiently as_root apt-get update -qq || say "going on with the lists of packages that are here"
+  apt_install "${missing[@]}"
+}
+
+# The same for packages that are missing for sure and can be done without: no waiting for locks or networks.
+install_at_once() {
+  apt_install "$@" 2>/dev/null || { as_root apt-get update -qq && apt_install "$@"; }
+}
+
+apt_install() {
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
-    -o DPkg::Lock::Timeout=60 "${missing[@]}" >/dev/null
+    -o DPkg::Lock::Timeout=60 -o Acquire::http::Timeout=20 "$@" >/dev/null
 }
 
 processors() { getconf _NPROCESSORS_ONLN; }
@@ -53,16 +62,13 @@ owner_of() {
 
 # Ends with one sentence when folder $1, or where it would be made, cannot be written to.
 need_writable() {
-  local folder=$1
-  if [ -d "$folder" ]; then
-    [ -w "$folder" ] || die "$folder/ belongs to $(owner_of "$folder"), and you cannot write there:" \
-      "remove it or give it to yourself, for example: sudo chown -R $(id -un) $folder"
-  else
-    mkdir -p "$folder" 2>/dev/null || die "$folder/ cannot be made here: this checkout is read-only, or not yours"
+  if [ ! -d "$1" ]; then
+    mkdir -p "$1" 2>/dev/null || die "$1/ cannot be made here: the checkout is read-only, or belongs to another user"
+  elif [ ! -w "$1" ]; then
+    [ "$(owner_of -n "$1")" -ne "$(id -u)" ] || die "$1/ cannot be written to: it is read-only"
+    die "$1/ belongs to $(owner_of "$1"), and you cannot write there: remove it or make it yours, for example:" \
+      "sudo chown -R $(id -un 2>/dev/null || true) $1"
   fi
-  # A file system that is read-only lets root pass the test above.
-  (: >"$folder/.writable") 2>/dev/null || die "$folder/ cannot be written to: it is on a read-only file system"
-  rm -f "$folder/.writable"
 }
 
 # A build folder remembers where its sources were; after they were moved it is configured anew.

@@ -11,15 +11,16 @@ from harness import wait_until
 class Terminal:
     """Runs a command on a screen of its own; leaving the `with` block ends both.
 
-    The tmux server is this terminal's alone, so that ending it ends nothing else.
+    The tmux server is this terminal's alone, so that ending it ends nothing else. HOME is a folder of its
+    own: a shell at a keyboard writes its history there.
     """
 
     def __init__(self, command, columns=80, rows=24, environment=None):
-        self._folder = tempfile.TemporaryDirectory(dir="/tmp")  # a socket's path is short
+        self._folder = tempfile.TemporaryDirectory()
         self._socket = os.path.join(self._folder.name, "tmux")
         line = "exec " + " ".join(shlex.quote(str(word)) for word in command)
         size = ["-x", str(columns), "-y", str(rows)]
-        variables = {**os.environ, "LC_ALL": "C.UTF-8", **(environment or {})}
+        variables = {**os.environ, "LC_ALL": "C.UTF-8", "HOME": self._folder.name, **(environment or {})}
         self._tmux("-f", "/dev/null", "new-session", "-d", *size, line, env=variables)
 
     def __enter__(self):

@@ -14,7 +14,7 @@ import harness  # noqa: E402  (found through the line above)
 
 from asking import CONFIGURED_SERVER  # noqa: E402
 from installed import REPOSITORY, Installation  # noqa: E402
-from system_copy import SystemCopy  # noqa: E402
+from system_copy import SystemCopy, need_a_copy_that_starts  # noqa: E402
 
 STATUS_WHEN_IMPOSSIBLE = 2
 
@@ -25,6 +25,15 @@ def pytest_configure(config):
         subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=755", "tmpfs", "/run"], check=True)
     except harness.NamespaceError as error:
         pytest.exit(str(error), returncode=STATUS_WHEN_IMPOSSIBLE)
+
+
+@pytest.fixture(scope="session")
+def system_copies():
+    """To be asked for before the package, which takes long to build: copies of this machine's system run here."""
+    try:
+        need_a_copy_that_starts()
+    except harness.CannotTest as error:
+        pytest.fail(str(error), pytrace=False)
 
 
 @pytest.fixture(scope="session")
@@ -46,7 +55,7 @@ def installation(package):
 
 
 @pytest.fixture(scope="module")
-def booted(package):
+def booted(system_copies, package):
     """A copy of the system with the package, booted: one at a time, since all have this network."""
     with SystemCopy() as system:
         system.put("/etc/resolv.conf", "nameserver 192.0.2.1\n")

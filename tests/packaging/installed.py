@@ -42,7 +42,11 @@ class Installation:
         self.prefix = pathlib.Path(tempfile.mkdtemp(prefix="dns_proxy_mac-"))
         self.prefix.chmod(0o755)
         command = ["cmake", "--install", BUILD, "--prefix", self.prefix]
-        subprocess.run(command, check=True, stdout=subprocess.DEVNULL)
+        try:
+            subprocess.run(command, check=True, stdout=subprocess.DEVNULL)
+        except subprocess.CalledProcessError:
+            shutil.rmtree(self.prefix)
+            raise
         return self
 
     def __exit__(self, *_):

@@ -4,12 +4,13 @@ What is written goes to memory. The copy can be booted: then its own systemd run
 which it has none but those that a test installs.
 """
 
+import contextlib
 import pathlib
 import shutil
 import subprocess
 import tempfile
 
-from harness import wait_until
+from harness import CannotTest, wait_until
 
 ENTER = pathlib.Path(__file__).with_name("enter_system_copy")
 INIT = "/lib/systemd/systemd"
@@ -27,7 +28,10 @@ Storage=persistent
 def _unified_control_groups():
     """Where the machine has them, beside those of the older kind or alone."""
     mounts = [line.split() for line in pathlib.Path("/proc/self/mounts").read_text().splitlines()]
-    return pathlib.Path(next(fields[1] for fields in mounts if fields[2] == "cgroup2"))
+    places = [fields[1] for fields in mounts if fields[2] == "cgroup2"]
+    if not places:
+        raise CannotTest("A system cannot be booted here: there are no control groups of version 2.")
+    return pathlib.Path(places[0])
 
 
 class Ended(Exception):
@@ -51,28 +55,50 @@ def _name_of(process):
         return None
 
 
+def _mount(stack, kind, target, *options):
+    """Mounts until the stack is left."""
+    done = subprocess.run(
+        ["mount", "-t", kind, *options, kind, target], stderr=subprocess.PIPE, encoding="utf-8", check=False
+    )
+    if done.returncode != 0:
+        raise CannotTest(f"A system cannot be copied here: {done.stderr.strip()}.")
+    stack.callback(subprocess.run, ["umount", target], check=True)
+
+
+def need_a_copy_that_starts():
+    """CannotTest, with the reason in one sentence, where a copy of this system cannot run even a command."""
+    with SystemCopy() as system:
+        try:
+            system.run("true")
+        except Ended as error:
+            raise CannotTest(f"A system cannot be booted here: {str(error).strip().splitlines()[-1]}.") from None
+
+
 class SystemCopy:
     """Gone, with what runs in it, at the end of the `with` block."""
 
     def __enter__(self):
-        self._memory = pathlib.Path(tempfile.mkdtemp(prefix="dns_proxy_mac-"))
-        subprocess.run(["mount", "-t", "tmpfs", "tmpfs", self._memory], check=True)
-        for name in ("upper", "work", "root"):
-            (self._memory / name).mkdir()
-        self.root = self._memory / "root"
-        layers = f"lowerdir=/,upperdir={self._memory}/upper,workdir={self._memory}/work"
-        subprocess.run(["mount", "-t", "overlay", "-o", layers, "overlay", self.root], check=True)
-        self._cgroup = _unified_control_groups() / self._memory.name
+        groups = _unified_control_groups()
         self._starter = self._init = None
-        self._forget_the_machine()
+        with contextlib.ExitStack() as stack:
+            self._memory = pathlib.Path(tempfile.mkdtemp(prefix="dns_proxy_mac-"))
+            stack.callback(self._memory.rmdir)
+            # Whoever ends a run by force can tell by the name what it has left.
+            self._cgroup = groups / f"{self._memory.parent.parent.name}.{self._memory.name}"
+            stack.callback(self._remove_control_groups)
+            _mount(stack, "tmpfs", self._memory)
+            for name in ("upper", "work", "root"):
+                (self._memory / name).mkdir()
+            self.root = self._memory / "root"
+            layers = f"lowerdir=/,upperdir={self._memory}/upper,workdir={self._memory}/work"
+            _mount(stack, "overlay", self.root, "-o", layers)
+            stack.callback(self.halt)
+            self._forget_the_machine()
+            self._leave = stack.pop_all()
         return self
 
     def __exit__(self, *_):
-        self.halt()
-        subprocess.run(["umount", self.root], check=True)
-        subprocess.run(["umount", self._memory], check=True)
-        self._memory.rmdir()
-        self._remove_control_groups()
+        self._leave.close()
 
     def _remove_control_groups(self):
         if self._cgroup.exists():
@@ -113,7 +139,10 @@ class SystemCopy:
     def run(self, *command):
         """What a command prints inside; `Ended` when its status is not 0. Works booted and unbooted."""
         if self._init:
-            return _text(["nsenter", f"--target={self._init}", "--all", *command], env=_ENVIRONMENT)
+            # Without the root and the working directory a command may land in the machine's own root: a mount
+            # namespace's root is not the copy's where this runs in a change of root.
+            inside = ["nsenter", f"--target={self._init}", "--all", "--root", "--wd"]
+            return _text([*inside, *command], env=_ENVIRONMENT)
         return _text([ENTER, self.root, self._cgroup, *command])
 
     def boot(self):

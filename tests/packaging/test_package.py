@@ -23,7 +23,7 @@ PLACES = ["etc", "usr", "var", "run", "opt"]
 
 
 @pytest.fixture
-def system():
+def system(system_copies):
     """A host with two servers, one of them on itself."""
     with SystemCopy() as copy:
         copy.put("/etc/resolv.conf", "nameserver 127.0.0.1\nnameserver 2001:db8::1\nnameserver 192.0.2.1\n")

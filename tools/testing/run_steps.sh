@@ -131,7 +131,15 @@ give_back() {
   [ "$(owner_of -n .)" -eq 0 ] || as_root find build -user root -exec chown -h "$(owner_of -n .)" {} +
 }
 
+# Groups of processes that a step was ended in; their names begin with that of the run's folder.
+remove_control_groups() {
+  ! on_linux || as_root find /sys/fs/cgroup -depth -type d -path "*/$(basename "$state").*" -exec rmdir {} \; 2>/dev/null
+}
+
 clean_up() {
   give_back
-  [ -z "$state" ] || as_root rm -rf "$state"
+  [ -z "$state" ] || {
+    remove_control_groups
+    as_root rm -rf "$state"
+  }
 }

@@ -1,0 +1,83 @@
+"""Ctrl-C at the terminal ends ./test as a whole."""
+
+import os
+import pathlib
+import pty
+import select
+import time
+
+import pytest
+
+from harness import deadline_seconds, wait_until
+
+# What a step may start: a process in a session of its own, and a mount.
+STUBBORN = """\
+import pathlib, signal, subprocess, sys, time
+signal.signal(signal.SIGINT, signal.SIG_IGN)
+signal.signal(signal.SIGTERM, signal.SIG_IGN)
+folder = pathlib.Path(sys.argv[0]).resolve().parents[1] / "build"
+(folder / "mounted").mkdir()
+subprocess.run(["mount", "-t", "tmpfs", "tmpfs", folder / "mounted"], check=True)
+sleeper = f"import pathlib, time; pathlib.Path({str(folder / 'started')!r}).touch(); time.sleep(4000.25)"
+subprocess.Popen([sys.executable, "-c", sleeper], start_new_session=True)
+time.sleep(4000.25)
+"""
+CTRL_C = b"\x03"
+
+
+def processes_with(text):
+    """The ids of the processes whose command lines contain the text."""
+    found = []
+    for folder in pathlib.Path("/proc").iterdir():
+        try:
+            if folder.name.isdigit() and text.encode() in (folder / "cmdline").read_bytes():
+                found.append(int(folder.name))
+        except (FileNotFoundError, ProcessLookupError):
+            pass
+    return found
+
+
+class Typed:
+    """./test at a terminal."""
+
+    def __init__(self, checkout, *arguments):
+        self._pid, self._terminal = pty.fork()
+        if self._pid == 0:
+            os.chdir(checkout.top)
+            os.execvpe("./test", ["./test", *arguments], checkout.environment())
+
+    def type(self, keys):
+        os.write(self._terminal, keys)
+
+    def shown_until_end(self):
+        """What it shows until it ends, and its exit status."""
+        shown = b""
+        while select.select([self._terminal], [], [], deadline_seconds())[0]:
+            try:
+                shown += os.read(self._terminal, 4096)
+            except OSError:  # the other end is closed
+                _, status = os.waitpid(self._pid, 0)
+                return shown.decode(), os.waitstatus_to_exitcode(status)
+        raise AssertionError(f"it has not ended; it shows {shown!r}")
+
+
+@pytest.fixture
+def stubborn(checkout):
+    """A checkout whose step `floors` does not end by itself, nor by a signal that can be ignored."""
+    (checkout.top / "tests/floors.py").write_text(STUBBORN)
+    return checkout
+
+
+def test_ctrl_c_ends_the_run_with_one_line_and_leaves_no_process_and_no_mount(stubborn):
+    run = Typed(stubborn, "floors", "messages")
+    wait_until((stubborn.build / "started").exists, "the step's second process")
+    run.type(CTRL_C)
+    start = time.monotonic()
+    shown, status = run.shown_until_end()
+
+    assert status == 130
+    assert shown.replace("^C", "") == "running floors\rtest: ended by Ctrl-C while floors was running\r\n"
+    assert processes_with("4000.25") == []
+    assert processes_with(str(stubborn.top)) == []
+    assert not os.path.ismount(stubborn.build / "mounted")
+    assert time.monotonic() - start < deadline_seconds()

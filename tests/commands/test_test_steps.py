@@ -1,0 +1,164 @@
+"""./test: each step builds what it tests; what a run leaves, and what it does not touch."""
+
+import hashlib
+import os
+import pathlib
+import re
+import subprocess
+
+import pytest
+
+from checkout import CMAKE, FAILING_CMAKE, REPOSITORY
+
+PASSING_TESTS = "def test_the_program():\n    pass\n"
+STEPS_THAT_TEST_A_PROGRAM = ["e2e", "model", "e2e-asan", "companion", "stress-asan", "unit"]
+
+
+def trivial(checkout, *folders):
+    """The tests in these folders become one that passes."""
+    for folder in folders:
+        for file in (checkout.top / folder).glob("*.py"):
+            file.unlink()
+        (checkout.top / folder / f"test_{pathlib.Path(folder).name}.py").write_text(PASSING_TESTS)
+
+
+def script(checkout, path, text):
+    """The step that runs this file of the checkout runs these lines of Python instead."""
+    (checkout.top / path).write_text(text)
+
+
+def stat_of(folder):
+    """Every file below the folder with its owner, permissions and checksum."""
+    found = {}
+    for path in sorted(folder.rglob("*")):
+        about = path.lstat()
+        content = hashlib.sha256(path.read_bytes()).hexdigest() if path.is_file() else None
+        found[path] = (about.st_uid, about.st_gid, about.st_mode, content)
+    return found
+
+
+@pytest.mark.parametrize("step", STEPS_THAT_TEST_A_PROGRAM)
+def test_step_whose_program_cannot_be_built_fails(checkout, step):
+    trivial(checkout, "tests/e2e", "tests/model", "tests/transcripts", "tests/companion")
+    checkout.old_program()
+    checkout.old_program("dns_proxy_ctl")
+    checkout.stand_in("cmake", FAILING_CMAKE)
+
+    result = checkout.run("./test", step)
+
+    assert result.returncode == 1, result.stdout
+    assert f"FAILED  {step} " in result.stdout
+    assert "local_query_intake.cpp:1: error: #error" in result.stdout
+    assert result.stdout.endswith("\n0 passed, 1 failed\n")
+
+
+def test_step_builds_only_what_it_tests(checkout):
+    trivial(checkout, "tests/e2e")
+
+    result = checkout.run("./test", "e2e")
+
+    assert result.returncode == 0, result.stdout
+    assert len(checkout.asked_of_cmake()) == 2
+    assert re.search(r"--target dns_proxy_mac$", checkout.asked_of_cmake()[1])
+
+
+def test_build_folder_of_a_checkout_that_was_moved_is_configured_anew(checkout):
+    trivial(checkout, "tests/e2e")
+    checkout.build.mkdir()
+    (checkout.build / "CMakeCache.txt").write_text("CMAKE_HOME_DIRECTORY:INTERNAL=/where/it/was\n")
+
+    result = checkout.run("./test", "e2e")
+
+    assert result.returncode == 0, result.stdout
+    assert str(checkout.top) in (checkout.build / "CMakeCache.txt").read_text()
+
+
+def test_symbolic_link_leads_to_the_checkout(checkout):
+    link = checkout.home / "check"
+    os.symlink(checkout.top / "test", link)
+    result = checkout.run(link, "floors", cwd=checkout.home)
+    assert result.stdout.endswith("\n1 passed, 0 failed\n")
+
+
+def test_run_names_the_step_that_is_running(checkout):
+    result = checkout.run("./test", "floors", "messages")
+    assert re.sub(r" +\d+ s", "", result.stdout) == (
+        "running floors\nok      floors\nrunning messages\nok      messages\n2 passed, 0 failed\n"
+    )
+
+
+def test_home_and_logs_are_as_before_a_run(checkout):
+    (checkout.home / ".bash_history").write_text("kept\n")
+    logs = pathlib.Path("/var/log")
+    (logs / "kept").write_text("kept\n")
+    before = stat_of(checkout.home), stat_of(logs)
+
+    result = checkout.run("./test", "floors", "messages", "format")
+
+    assert result.stdout.endswith("\n3 passed, 0 failed\n"), result.stdout
+    assert (stat_of(checkout.home), stat_of(logs)) == before
+    (logs / "kept").unlink()
+
+
+def test_step_that_writes_below_home_or_the_logs_fails_and_changes_nothing(checkout):
+    history = checkout.home / ".bash_history"
+    history.write_text("kept\n")
+    writing = f"open('{history}', 'a').write('more')\nopen('/var/log/new', 'w').write('more')\n"
+    script(checkout, "tests/floors.py", writing)
+
+    result = checkout.run("./test", "floors")
+
+    assert result.returncode == 1
+    assert f"contained: touched from inside: {history}\n" in result.stdout
+    assert "contained: touched from inside: /var/log/new\n" in result.stdout
+    assert history.read_text() == "kept\n"
+    assert not pathlib.Path("/var/log/new").exists()
+
+
+def test_programs_of_a_step_have_a_home_of_their_own(checkout):
+    script(checkout, "tests/floors.py", "import pathlib\n(pathlib.Path.home() / '.history').write_text('mine')\n")
+
+    result = checkout.run("./test", "floors")
+
+    assert result.stdout.endswith("\n1 passed, 0 failed\n"), result.stdout
+    assert list(checkout.home.iterdir()) == []
+
+
+def test_temporary_files_of_a_step_are_gone_with_the_run(checkout):
+    script(checkout, "tests/floors.py", "import tempfile\nprint(tempfile.mkdtemp())\n")
+
+    checkout.run("./test", "floors")
+
+    made = pathlib.Path((checkout.build / "test-logs/floors.log").read_text().strip())
+    assert made.name.startswith("tmp")
+    assert not made.exists()
+    assert not made.parent.parent.exists()
+
+
+def test_nothing_of_root_stays_in_the_tree_of_another(checkout):
+    trivial(checkout, "tests/e2e")
+    for path in [checkout.top, *checkout.top.rglob("*")]:
+        os.lchown(path, 12345, 12345)
+
+    result = checkout.run("./test", "e2e", "floors")
+
+    assert result.stdout.endswith("\n2 passed, 0 failed\n"), result.stdout
+    assert [path for path in checkout.top.rglob("*") if path.lstat().st_uid == 0] == []
+
+
+def test_build_folder_of_another_gets_one_sentence(checkout):
+    checkout.build.mkdir()
+    checkout.stand_in("sudo", '"$@"')
+
+    result = checkout.run("./test", "floors", wrapper=["setpriv", "--reuid=12345", "--regid=12345", "--clear-groups"])
+
+    assert result.returncode == 1
+    assert result.stdout == (
+        "test: build/ belongs to root, and you cannot write there: remove it or make it yours, for example: "
+        "sudo chown -R 12345 build\n"
+    )
+
+
+def test_name_that_is_no_step_is_refused(checkout):
+    result = checkout.run("./test", "e3e")
+    assert (result.returncode, result.stdout) == (1, "test: there is no step 'e3e': see ./test list\n")

@@ -163,6 +163,18 @@ def test_edit_of_either_file_is_applied(system):
     assert "func: StartDnsSrv(line:136) Add KQ DNS to list: 127.0.0.3\n" in trace_of_last_start(system)
 
 
+def test_edit_of_the_names_makes_the_host_map_and_is_applied(system):
+    system.run("rm", HOSTMAP)
+    system.put("/var/log/Varnok/names", "# for people\n10.0.0.3 Named.example\n")
+    wait_until(lambda: address_of("named.example") == "10.0.0.3", "the new name")
+    system.run("mkdir", "/var/log/Varnok/names.d")
+    system.put("/var/log/Varnok/names.d/list", "0.0.0.0 listed.example\n")
+    wait_until(lambda: address_of("listed.example") == "0.0.0.0", "the listed name")
+    system.put("/var/log/Varnok/names", "10.0.0.4 named.example\n")
+    wait_until(lambda: address_of("named.example") == "10.0.0.4", "the other address")
+    system.run("rm", "-r", "/var/log/Varnok/names", "/var/log/Varnok/names.d")
+
+
 def test_edit_while_the_last_one_is_applied_is_not_lost(system):
     for last in range(2, 6):
         before = system.value(PROXY, "MainPID")

@@ -8,7 +8,7 @@ import pytest
 from installed import BUILD, REPOSITORY
 
 PAGES = sorted((REPOSITORY / "packaging/man").iterdir())
-COMMANDS = ["check", "probe", "trace", "watch", "guard", "status"]
+COMMANDS = ["check", "probe", "trace", "watch", "guard", "status", "name", "list"]
 
 
 def names(pages):

@@ -8,13 +8,14 @@ import pytest
 from installed import REPOSITORY, UNITS, Unit, launchd_files
 
 SERVICES = ["dns_proxy_mac", "dns_proxy_mac-watch", "dns_proxy_mac-edited", "dns_proxy_mac-apply"]
-FILES = [f"{name}.service" for name in SERVICES] + ["dns_proxy_mac-edited.path"]
+FILES = [f"{name}.service" for name in SERVICES] + ["dns_proxy_mac-edited.path", "dns_proxy_mac-names@.path"]
 INSTALLED = [
     "bin/dns_proxy_ctl",
     "lib/systemd/journald@dns_proxy_mac.conf.d/10-size.conf",
     "lib/systemd/system/dns_proxy_mac-apply.service",
     "lib/systemd/system/dns_proxy_mac-edited.path",
     "lib/systemd/system/dns_proxy_mac-edited.service",
+    "lib/systemd/system/dns_proxy_mac-names@.path",
     "lib/systemd/system/dns_proxy_mac-watch.service",
     "lib/systemd/system/dns_proxy_mac.service",
     "lib/sysusers.d/dns_proxy_mac.conf",
@@ -112,9 +113,15 @@ def test_launchd_keeps_the_proxy_and_its_watch_alive(tmp_path):
         assert (plist["RunAtLoad"], plist["KeepAlive"], plist["ThrottleInterval"]) == (True, True, 1)
 
 
-def test_launchd_looks_for_edits_of_both_files(tmp_path):
+def test_launchd_looks_for_edits_of_all_files(tmp_path):
     plist = launchd_files(tmp_path, "/usr/local")["local.dns_proxy_mac.edited"]
-    assert plist["WatchPaths"] == ["/var/log/Varnok/dns", "/var/log/Varnok/hostmap"]
+    assert plist["WatchPaths"] == [
+        "/var/log/Varnok/dns",
+        "/var/log/Varnok/hostmap",
+        "/var/log/Varnok/names",
+        "/var/log/Varnok/names.d",
+        "/var/log/Varnok/never_listed",
+    ]
     assert plist["ProgramArguments"] == ["/usr/local/libexec/dns_proxy_mac/apply_edit"]
     assert "KeepAlive" not in plist and "RunAtLoad" not in plist
 

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "upstream/asking/lane.h"
+#include "upstream/relay/asker.h"
+#include "upstream/wire/time.h"
+
+namespace upstream {
+
+class Exchange;
+
+/// Told when the resolver library is done with an exchange; see AskedQuery::Ended.
+class ExchangeOwner {
+ public:
+  virtual void Ended(Exchange& exchange, std::optional<View> response, int sent_again) = 0;
+
+ protected:
+  ~ExchangeOwner() = default;
+};
+
+/// One query under way at a server, from its arrival until the library is done with it, which may
+/// be long after the asker has got a response.
+class Exchange final : public AskedQuery {
+ public:
+  void Ended(std::optional<View> response, int sent_again) override {
+    owner->Ended(*this, response, sent_again);
+  }
+  /// Whether the deadline with this serial is the one that was set last, and still means something.
+  bool IsCurrent(std::uint64_t serial) const { return is_waiting && deadline == serial; }
+  View Query() const { return {query.data(), query.size()}; }
+
+  ExchangeOwner* owner = nullptr;
+  Asker asker;
+  Bytes query;  ///< as it came
+  Time asked;
+  Transport transport = Transport::kUdp;
+  bool is_waiting = false;  ///< the asker has no response yet
+  std::uint64_t deadline = 0;
+};
+
+/// A server's exchanges: a bounded number, of bounded size together.
+class ExchangePool {
+ public:
+  ExchangePool(ExchangeOwner& owner, std::size_t most, std::size_t most_bytes);
+
+  /// Null when too much is under way.
+  Exchange* Take(const Asker& asker, View query, Time now);
+  void GiveBack(Exchange& exchange);
+  std::size_t UnderWay() const { return exchanges_.size() - free_.size(); }
+
+  /// All of them, those that are not under way included.
+  std::vector<Exchange>& All() { return exchanges_; }
+
+ private:
+  std::vector<Exchange> exchanges_;  // never grows: others hold pointers
+  std::vector<Exchange*> free_;
+  std::size_t bytes_left_;
+};
+
+}  // namespace upstream

@@ -1,0 +1,47 @@
+#include "upstream/relay/lanes.h"
+
+namespace upstream {
+namespace {
+
+constexpr std::size_t kUdpLanes = 16;
+// Then a lane takes no more until all of that is over, and begins again from another port.
+constexpr std::size_t kMostQueriesFromAPort = 256;
+
+// Sent after 0, 75, 225, 525, 1,125 and 2,325 ms: of six datagrams one comes through where every
+// third is lost, and a server that is slow about a name sees few of them.
+constexpr Tries kUdpTries{6, 75};
+constexpr Tries kTcpTries{2, 1500};
+
+}  // namespace
+
+Lanes::Lanes(const ServerAddress& server, EventLoop& loop, RandomNumbers& numbers)
+    : numbers_(numbers), tcp_(server, Transport::kTcp, kTcpTries, loop, numbers) {
+  for (std::size_t i = 0; i < kUdpLanes; ++i) {
+    udp_.push_back(std::make_unique<Lane>(server, Transport::kUdp, kUdpTries, loop, numbers));
+  }
+}
+
+Lane& Lanes::UdpLane() {
+  const std::size_t first = numbers_.Next() % kUdpLanes;
+  for (std::size_t i = 0; i < kUdpLanes; ++i) {
+    Lane& lane = *udp_[(first + i) % kUdpLanes];
+    if (lane.AskedFromPort() < kMostQueriesFromAPort) return lane;
+  }
+  return *udp_[first];
+}
+
+void Lanes::Ask(View query, Transport transport, AskedQuery& asked) {
+  (transport == Transport::kTcp ? tcp_ : UdpLane()).Ask(query, asked);
+}
+
+void Lanes::Turn() {
+  for (const auto& lane : udp_) lane->Turn();
+  tcp_.Turn();
+}
+
+void Lanes::GiveUp() {
+  for (const auto& lane : udp_) lane->GiveUp();
+  tcp_.GiveUp();
+}
+
+}  // namespace upstream

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <ctime>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "upstream/servers/network.h"
+#include "upstream/servers/server_list.h"
+
+namespace upstream {
+
+/// Follows the file of servers and what it refers to. A reading counts when it comes out the same
+/// twice in a row, so that nothing half-written does, and one that fails never takes servers away:
+/// what was good last stays, and one sentence says why. Without a file from the beginning on, the
+/// network's servers are followed.
+class Follower {
+ public:
+  using ReadNetworkNow = std::function<NetworkReading()>;
+  using Saying = std::function<void(const std::string& sentence)>;
+  Follower(std::string path, ReadNetworkNow read_network, Saying say);
+
+  /// Looks once more; the servers to be asked when they are others than before.
+  std::optional<std::vector<ServerAddress>> Look();
+
+ private:
+  void LookAtFile();
+  void LookAtNetwork();
+  void SayOnce(const std::string& sentence, std::string& said);
+
+  const std::string path_;
+  const ReadNetworkNow read_network_;
+  const Saying say_;
+
+  bool is_first_look_ = true;
+  std::optional<std::string> text_;  // as it was at the last look
+  bool has_list_ = false;
+  std::optional<std::string> listed_text_;  // what `list_` or the complaint was made of
+  ServerList list_;
+  std::vector<ServerAddress> seen_network_;
+  std::vector<ServerAddress> network_;
+  std::vector<ServerAddress> servers_;
+  std::string said_of_file_;
+  std::string said_of_network_;
+};
+
+}  // namespace upstream

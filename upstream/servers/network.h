@@ -1,0 +1,26 @@
+#pragma once
+
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "upstream/asking/server_address.h"
+
+namespace upstream {
+
+/// What the host says of its network's servers. Never a loopback address: that is a stub, whose own
+/// servers stand elsewhere, or the proxy.
+struct NetworkReading {
+  std::vector<ServerAddress> servers;
+  /// One sentence when a record has another form than the one that is known; then there are no
+  /// servers.
+  std::string complaint;
+};
+
+/// On Linux the first of these that names a server: the records of systemd-resolved, of
+/// NetworkManager, resolvconf, dhcpcd, dhclient and systemd-networkd, and /etc/resolv.conf. On
+/// macOS what its configuration store holds for each network service, then /etc/resolv.conf. `root`
+/// is in front of every path.
+NetworkReading ReadNetwork(std::time_t now, const std::string& root = "");
+
+}  // namespace upstream

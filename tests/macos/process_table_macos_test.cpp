@@ -91,10 +91,15 @@ TEST(MacosProcessTable, ThreadsComeInTheOrderOfTheKernel) {
   EXPECT_THAT(ctl::ThreadsOf(Found()), ElementsAre(0x70000U, 0x90000U, 0x80000U));
 }
 
-TEST(MacosProcessTable, ProcessThatHasEndedHasNoThreads) {
+TEST(MacosProcessTable, ProcessThatHasEndedHasNoThreadsAlsoWhenAnotherHasItsId) {
   Play({Proxy()});
   const ctl::Process process = Found();
   Play({});
+  EXPECT_THAT(ctl::ThreadsOf(process), IsEmpty());
+  PlayedProcess another = Proxy();
+  another.start_seconds += 1;
+  another.threads = {0x70000};
+  Play({another});
   EXPECT_THAT(ctl::ThreadsOf(process), IsEmpty());
 }
 

@@ -1,7 +1,9 @@
 """The archive for macOS: what is in it, and its scripts in a copy of this machine's system whose tools
 answer as those of macOS do. Named in full to be run, because it begins with a cross build."""
 
+import os
 import re
+import shutil
 import struct
 import subprocess
 
@@ -23,7 +25,9 @@ INSTALLED = [
     "/usr/local/bin/dns_proxy_ctl",
     "/usr/local/libexec/dns_proxy_mac/apply_edit",
     "/usr/local/libexec/dns_proxy_mac/create_configuration",
+    "/usr/local/libexec/dns_proxy_mac/installed_files",
     "/usr/local/libexec/dns_proxy_mac/start",
+    "/usr/local/libexec/dns_proxy_mac/uninstall",
     "/usr/local/sbin/dns_proxy_mac",
     "/usr/local/share/bash-completion/completions/dns_proxy_ctl",
     "/usr/local/share/man/man1/dns_proxy_ctl.1",
@@ -31,13 +35,29 @@ INSTALLED = [
     "/usr/local/share/man/man8/dns_proxy_mac.8",
     "/usr/local/share/zsh/site-functions/_dns_proxy_ctl",
 ]
-PROGRAMS = [path for path in INSTALLED if "/bin/" in path or "/sbin/" in path or "/libexec/" in path]
+LIST = "/usr/local/libexec/dns_proxy_mac/installed_files"
+UNINSTALL = "/usr/local/libexec/dns_proxy_mac/uninstall"
+PROGRAMS = [path for path in INSTALLED if "bin/" in path or "/libexec/" in path and path != LIST]
+# A loaded job is a file, with what the proxy's program was when it was loaded.
+LAUNCHCTL = """
+echo "$@" >>/launchctl_was_asked
+label=${2#system/}
+case $1 in
+  print) [ -e "/loaded/$label" ] || exit 113 ;;
+  bootout) rm "/loaded/$label" ;;
+  bootstrap)
+    [ ! -e /launchd_refuses ] || exit 5
+    mkdir -p /loaded
+    cp "/usr/local/sbin/dns_proxy_mac" "/loaded/$(basename "$3" .plist)" ;;
+esac
+"""
 TOOLS_OF_MACOS = {
-    "uname": 'case ${1:-} in -m) echo arm64 ;; *) echo Darwin ;; esac',
-    "scutil": 'for server in 127.0.0.1 192.0.2.1 192.0.2.1; do echo "  nameserver[0] : $server"; done',
-    "launchctl": 'echo "$@" >>/launchctl_was_asked; [ "$1" != print ]',
+    "uname": "echo Darwin",
+    "sw_vers": "cat /version_of_macos 2>/dev/null || echo 13.0",
+    "scutil": 'for server in $(cat /asks 2>/dev/null) 192.0.2.1 192.0.2.1; do echo "  nameserver[0] : $server"; done',
+    "launchctl": LAUNCHCTL,
     "lsof": 'cat /who_has_port_53 2>/dev/null',
-    "xattr": "true",
+    "xattr": 'echo "$@" >>/xattr_was_asked',
 }  # fmt: skip
 LABELS = ["local.dns_proxy_mac", "local.dns_proxy_mac.watch", "local.dns_proxy_mac.edited"]
 
@@ -144,18 +164,6 @@ def test_install_does_not_start_the_proxy_when_its_port_is_taken(mac):
     assert installed(mac) == INSTALLED
 
 
-def test_install_takes_the_one_program_for_its_machine_when_they_are_not_joined(mac):
-    program = mac.file("/archive/files/usr/local/sbin/dns_proxy_mac")
-    program.with_name("dns_proxy_mac.x86_64").write_text("for the other")
-    program.rename(program.with_name("dns_proxy_mac.arm64"))
-    mac.file("/archive/files/usr/local/sbin/dns_proxy_mac.arm64").write_text("for this one")
-
-    run(mac, "/archive/install")
-
-    assert installed(mac) == INSTALLED
-    assert mac.file("/usr/local/sbin/dns_proxy_mac").read_text() == "for this one"
-
-
 def test_install_refuses_another_system(mac):
     with pytest.raises(Ended, match="install: this is for macOS"):
         mac.run("/archive/install")
@@ -164,16 +172,110 @@ def test_install_refuses_another_system(mac):
 
 def test_uninstall_keeps_the_configuration(mac):
     run(mac, "/archive/install")
-    run(mac, "/archive/uninstall")
+    run(mac, UNINSTALL)
 
     assert installed(mac) == []
     assert mac.file("/var/log/Varnok/dns").exists()
     assert asked_of_launchd(mac)[-3:] == [f"bootout system/{label}" for label in reversed(LABELS)]
+    assert not list(mac.file("/loaded").iterdir())
 
 
 def test_uninstall_with_purge_leaves_nothing(mac):
     run(mac, "/archive/install")
-    run(mac, "/archive/uninstall", "--purge")
+    for name in ("trace", "trace.before", "trace.0.gz", "events"):
+        mac.put(f"/var/log/Varnok/{name}", "")
+    run(mac, UNINSTALL, "--purge")
 
     assert installed(mac) == []
     assert not mac.file("/var/log/Varnok").exists()
+
+
+def test_uninstall_warns_when_the_host_still_asks_the_proxy(mac):
+    run(mac, "/archive/install")
+    mac.put("/asks", "127.0.0.1")
+    assert run(mac, UNINSTALL) == (
+        "uninstall: this Mac still asks 127.0.0.1 for names: name other DNS servers in its network settings\n"
+    )
+
+
+def test_uninstall_says_so_when_nothing_is_installed(mac):
+    with pytest.raises(Ended, match="installed_files is missing: nothing is installed, or by other means"):
+        run(mac, "/archive/files" + UNINSTALL)
+
+
+def test_mark_of_a_download_is_taken_off_everything_that_is_installed(mac):
+    run(mac, "/archive/install")
+    asked = mac.file("/xattr_was_asked").read_text().splitlines()
+    assert sorted(asked) == [f"-d com.apple.quarantine {path}.new" for path in INSTALLED if path != LIST]
+
+
+def test_nothing_is_installed_where_macos_protects_its_own_files(mac):
+    files = mac.file("/archive/files")
+    paths = ["/" + str(path.relative_to(files)) for path in files.rglob("*") if path.is_file()]
+    assert len(paths) == len(INSTALLED) - 1
+    assert [path for path in paths if not path.startswith(("/usr/local/", "/Library/", "/etc/"))] == []
+
+
+def test_upgrade_replaces_a_running_version_and_removes_what_only_it_had(mac):
+    run(mac, "/archive/install")
+    mac.put("/usr/local/sbin/dns_proxy_mac", "earlier")
+    mac.put("/loaded/local.dns_proxy_mac", "earlier")
+    mac.put("/usr/local/libexec/dns_proxy_mac/old_helper", "")
+    with mac.file(LIST).open("a") as file:
+        file.write("usr/local/libexec/dns_proxy_mac/old_helper\n")
+    mac.put("/var/log/Varnok/dns", "192.0.2.7\n")
+    mac.file("/launchctl_was_asked").unlink()
+
+    run(mac, "/archive/install")
+
+    assert installed(mac) == INSTALLED
+    assert asked_of_launchd(mac)[:3] == [f"bootout system/{label}" for label in LABELS]
+    running = mac.file("/loaded/local.dns_proxy_mac").read_bytes()
+    assert running == mac.file("/archive/files/usr/local/sbin/dns_proxy_mac").read_bytes()
+    assert mac.file("/var/log/Varnok/dns").read_text() == "192.0.2.7\n"
+
+
+def test_upgrade_that_cannot_copy_everything_leaves_the_running_version_alone(mac):
+    run(mac, "/archive/install")
+    mac.put("/usr/local/sbin/dns_proxy_mac", "earlier")
+    in_the_way = mac.file("/usr/local/share/zsh/site-functions/_dns_proxy_ctl.new")
+    (in_the_way / "_dns_proxy_ctl").mkdir(parents=True)
+    mac.file("/launchctl_was_asked").unlink()
+
+    with pytest.raises(Ended, match="install: not everything could be copied: nothing is changed"):
+        run(mac, "/archive/install")
+
+    assert asked_of_launchd(mac) == []
+    assert mac.file("/usr/local/sbin/dns_proxy_mac").read_text() == "earlier"
+    assert [path for path in installed(mac) if path.endswith(".new")] == []
+
+
+def test_install_tells_what_to_do_when_launchd_refuses(mac):
+    mac.put("/launchd_refuses", "")
+    with pytest.raises(Ended, match="launchd does not take local.dns_proxy_mac: try again, or restart this Mac"):
+        run(mac, "/archive/install")
+
+
+def test_install_refuses_a_macos_that_is_too_old(mac):
+    mac.put("/version_of_macos", "12.7.6\n")
+    with pytest.raises(Ended, match="install: this needs macOS 13.0 or later, not 12.7.6"):
+        run(mac, "/archive/install")
+    assert installed(mac) == []
+
+
+def test_second_build_elsewhere_gives_the_same_bytes(archive, tmp_path):
+    """Other folder, nothing kept from the first build but the compiler itself."""
+    names = subprocess.run(
+        ["git", "-C", REPOSITORY, "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
+        capture_output=True, text=True, check=True,
+    ).stdout.split("\0")  # fmt: skip
+    for name in filter(None, names):
+        if (REPOSITORY / name).exists():
+            (tmp_path / name).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy2(REPOSITORY / name, tmp_path / name)
+    (tmp_path / "tools/macos/node_modules").symlink_to(REPOSITORY / "tools/macos/node_modules")
+    environment = {**os.environ, "ZIG_GLOBAL_CACHE_DIR": str(tmp_path / "build/macos/cache")}
+    subprocess.run(
+        [tmp_path / "packaging/macos/build"], env=environment, stdout=subprocess.DEVNULL, check=True, timeout=2400
+    )
+    assert (tmp_path / "build/packages" / archive.name).read_bytes() == archive.read_bytes()

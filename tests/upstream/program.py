@@ -97,6 +97,11 @@ class Program:
         status = pathlib.Path(f"/proc/{self.pid}/status").read_text(encoding="ascii")
         return int(re.search(r"VmRSS:\s+(\d+)", status).group(1))
 
+    @staticmethod
+    def is_sanitized():
+        """A sanitizer's runtime keeps freed memory for a while."""
+        return b"__asan_init" in binary_path().read_bytes() or b"__tsan_init" in binary_path().read_bytes()
+
     def processor_seconds(self):
         fields = pathlib.Path(f"/proc/{self.pid}/stat").read_text(encoding="ascii").rsplit(") ", 1)[1].split()
         return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")

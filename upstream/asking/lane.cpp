@@ -99,11 +99,11 @@ void Lane::OnEnd(void* argument, int status, int timeouts, unsigned char* bytes,
   lane.ids_in_flight_.reset(asked.id_);
   if (--lane.in_flight_ == 0) lane.asked_from_port_ = 0;
   if (status != ARES_SUCCESS || bytes == nullptr) {
-    asked.Ended(std::nullopt, timeouts > 0 ? timeouts - 1 : 0);
+    asked.Ended({std::nullopt, status == ARES_ETIMEOUT, timeouts > 0 ? timeouts - 1 : 0});
   } else if (lane.transport_ == Transport::kUdp) {
-    asked.Ended(lane.sockets_.Datagram(), timeouts);
+    asked.Ended({lane.sockets_.Datagram(), false, timeouts});
   } else {
-    asked.Ended(View{bytes, static_cast<std::size_t>(count)}, timeouts);
+    asked.Ended({View{bytes, static_cast<std::size_t>(count)}, false, timeouts});
   }
 }
 

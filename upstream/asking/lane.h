@@ -17,13 +17,22 @@ namespace upstream {
 
 class Lane;
 
+/// What became of a query.
+struct Outcome {
+  /// The server's response, with the id under which it was asked.
+  std::optional<View> response;
+  /// Without a response: nothing came, however often it was sent. Otherwise it could not be sent,
+  /// was refused, or was given up.
+  bool is_overdue = false;
+  int sent_again = 0;  ///< after the first time
+};
+
 /// A query that a lane asks.
 class AskedQuery {
  public:
-  /// It is over: the server's response, with the id under which it was asked, or nothing when none
-  /// came. `sent_again`: how often the query was repeated. May be called before `Ask` returns. No
-  /// lane may be destroyed from here; the same query may be asked again on another lane.
-  virtual void Ended(std::optional<View> response, int sent_again) = 0;
+  /// It is over. May be called before `Ask` returns. No lane may be destroyed from here; the same
+  /// query may be asked again.
+  virtual void Ended(const Outcome& outcome) = 0;
 
  protected:
   ~AskedQuery() = default;

@@ -15,7 +15,7 @@ class Exchange;
 /// Told when the resolver library is done with an exchange; see AskedQuery::Ended.
 class ExchangeOwner {
  public:
-  virtual void Ended(Exchange& exchange, std::optional<View> response, int sent_again) = 0;
+  virtual void Ended(Exchange& exchange, const Outcome& outcome) = 0;
 
  protected:
   ~ExchangeOwner() = default;
@@ -25,9 +25,7 @@ class ExchangeOwner {
 /// be long after the asker has got a response.
 class Exchange final : public AskedQuery {
  public:
-  void Ended(std::optional<View> response, int sent_again) override {
-    owner->Ended(*this, response, sent_again);
-  }
+  void Ended(const Outcome& outcome) override { owner->Ended(*this, outcome); }
   /// Whether the deadline with this serial is the one that was set last, and still means something.
   bool IsCurrent(std::uint64_t serial) const { return is_waiting && deadline == serial; }
   View Query() const { return {query.data(), query.size()}; }

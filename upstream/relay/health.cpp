@@ -1,5 +1,7 @@
 #include "upstream/relay/health.h"
 
+#include <algorithm>
+
 namespace upstream {
 namespace {
 
@@ -7,6 +9,7 @@ constexpr int kAnswersUntilAlive = 2;
 constexpr Span kBetweenProbesAtFirst = 1s;
 constexpr Span kBetweenProbesLater = 4s;
 constexpr Span kLater = 60s;
+constexpr Span kBetweenProbesWhileAsked = 250ms;
 constexpr Span kBeforeSecondProbe = 100ms;
 
 }  // namespace
@@ -30,6 +33,10 @@ bool Health::WantsProbe(Time now) const { return is_silent_ && !is_probing_ && n
 bool Health::WantsProbe(Time oldest_asked, Time now) const {
   return !is_silent_ && !is_probing_ && now - oldest_asked >= kQuietBeforeProbe &&
          !HeardSince(oldest_asked) && probe_begun_ < oldest_asked;
+}
+
+void Health::AskedWhileSilent() {
+  next_probe_ = std::min(next_probe_, probe_begun_ + kBetweenProbesWhileAsked);
 }
 
 void Health::ProbeBegun(Time now) {

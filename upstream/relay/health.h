@@ -32,6 +32,8 @@ class Health {
   /// query that waits longest, asked at `oldest_asked`, gives reason to.
   bool WantsProbe(Time now) const;
   bool WantsProbe(Time oldest_asked, Time now) const;
+  /// Somebody asks a silent server: it is probed earlier, to be back soon while it is needed.
+  void AskedWhileSilent();
   void ProbeBegun(Time now);
   /// True when the server is alive again by that: it takes two answers in a row.
   bool ProbeAnswered(Time now);

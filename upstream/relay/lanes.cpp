@@ -7,9 +7,10 @@ constexpr std::size_t kUdpLanes = 16;
 // Then a lane takes no more until all of that is over, and begins again from another port.
 constexpr std::size_t kMostQueriesFromAPort = 256;
 
-// Sent after 0, 75, 225, 525, 1,125 and 2,325 ms: of six datagrams one comes through where every
-// third is lost, and a server that is slow about a name sees few of them.
-constexpr Tries kUdpTries{6, 75};
+// Sent after 0, 75, 225 and 525 ms and given up after 1,125 ms, or somewhat earlier; then the
+// server asks anew. By the end of its patience one of seven datagrams has come through, where every
+// third is lost in each direction.
+constexpr Tries kUdpTries{4, 75};
 constexpr Tries kTcpTries{2, 1500};
 
 }  // namespace

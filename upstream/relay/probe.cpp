@@ -24,9 +24,9 @@ void Probe::Begin() {
   lane_.Ask({question.data(), question.size()}, *this);
 }
 
-void Probe::Ended(std::optional<View> response, int /*sent_again*/) {
-  if (!response) asks_other_ = !asks_other_;
-  done_(response.has_value());
+void Probe::Ended(const Outcome& outcome) {
+  if (!outcome.response) asks_other_ = !asks_other_;
+  done_(outcome.response.has_value());
 }
 
 }  // namespace upstream

@@ -23,7 +23,7 @@ class Probe final : private AskedQuery {
   void SetOtherQuestion(View query) { other_.assign(query.bytes, query.bytes + query.count); }
 
  private:
-  void Ended(std::optional<View> response, int sent_again) override;
+  void Ended(const Outcome& outcome) override;
 
   Done done_;
   Bytes other_;

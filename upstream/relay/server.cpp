@@ -19,6 +19,7 @@ Server::Server(const ServerAddress& address, EventLoop& loop, RandomNumbers& num
 
 void Server::Ask(const Asker& asker, View query, Time now) {
   ++counts_.queries;
+  if (health_.IsSilent()) health_.AskedWhileSilent();
   Exchange* exchange =
       health_.IsSilent() || !CanBeAsked(query) ? nullptr : exchanges_.Take(asker, query, now);
   if (exchange == nullptr) {
@@ -30,18 +31,24 @@ void Server::Ask(const Asker& asker, View query, Time now) {
   lanes_.Ask(exchange->Query(), Transport::kUdp, *exchange);
 }
 
-void Server::Ended(Exchange& exchange, std::optional<View> response, int sent_again) {
+void Server::Ended(Exchange& exchange, const Outcome& outcome) {
   const Time now = Clock::now();
-  counts_.retries += static_cast<std::uint64_t>(sent_again);
-  if (response) health_.Heard(now);
-  if (exchange.is_waiting && response && IsTruncated(*response) &&
-      exchange.transport == Transport::kUdp) {
-    AskOverTcp(exchange, now);  // which may end the exchange
-    return;
+  counts_.retries += static_cast<std::uint64_t>(outcome.sent_again);
+  if (outcome.response) health_.Heard(now);
+  if (exchange.is_waiting && exchange.transport == Transport::kUdp) {
+    // Either may end the exchange before it returns.
+    if (outcome.response && IsTruncated(*outcome.response)) return AskOverTcp(exchange, now);
+    if (outcome.is_overdue) return AskAgain(exchange);
   }
-  if (exchange.is_waiting && response) Answered(exchange, *response, now);
+  if (exchange.is_waiting && outcome.response) Answered(exchange, *outcome.response, now);
   if (exchange.is_waiting) NotAnswered(exchange, now);
   exchanges_.GiveBack(exchange);
+}
+
+// From another port, with another id, until the asker has a response.
+void Server::AskAgain(Exchange& exchange) {
+  ++counts_.retries;
+  lanes_.Ask(exchange.Query(), Transport::kUdp, exchange);
 }
 
 void Server::Answered(Exchange& exchange, View response, Time now) {

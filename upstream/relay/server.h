@@ -58,8 +58,9 @@ class Server final : private ExchangeOwner {
   std::int64_t Since() const { return since_; }
 
  private:
-  void Ended(Exchange& exchange, std::optional<View> response, int sent_again) override;
+  void Ended(Exchange& exchange, const Outcome& outcome) override;
   void Answered(Exchange& exchange, View response, Time now);
+  void AskAgain(Exchange& exchange);
   void AskOverTcp(Exchange& exchange, Time now);
   void NotAnswered(Exchange& exchange, Time now);
   void Fail(const Asker& asker, View query);

@@ -55,7 +55,7 @@ TEST(AnswerTimes, OfTheLast256) {
 }
 
 class NoOwner final : public ExchangeOwner {
-  void Ended(Exchange&, std::optional<View>, int) override {}
+  void Ended(Exchange&, const Outcome&) override {}
 };
 
 TEST(ExchangePool, TakesNoMoreThanItsNumberAndItsBytes) {

@@ -88,6 +88,16 @@ TEST(Health, AfterAMinuteEveryFourSeconds) {
   EXPECT_TRUE(health.WantsProbe(At(65410)));
 }
 
+TEST(Health, WhileItIsAskedItIsProbedFourTimesASecond) {
+  Health health(At(0));
+  health.Unanswered(At(10), At(1410));
+  health.ProbeBegun(At(1410));
+  health.ProbeFailed(At(1500));
+  health.AskedWhileSilent();
+  EXPECT_FALSE(health.WantsProbe(At(1659)));
+  EXPECT_TRUE(health.WantsProbe(At(1660)));
+}
+
 TEST(Health, TwoAnswersInARowMakeItAlive) {
   Health health(At(0));
   health.Unanswered(At(10), At(1410));

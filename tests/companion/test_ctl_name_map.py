@@ -4,6 +4,7 @@ import os
 import random
 import signal
 import subprocess
+import threading
 import time
 
 import pytest
@@ -186,6 +187,37 @@ def test_a_list_that_cannot_be_read_leaves_the_last_good_map(spoil, why):
     assert result.stderr == f"dns_proxy_ctl: /var/log/Varnok/names.d/bad: {why}.\n"
     assert result.returncode == 2
     assert files.HOST_MAP.read_bytes() == good
+
+
+def test_a_list_that_is_written_to_while_it_is_read_leaves_the_last_good_map():
+    files.write(names=b"10.0.0.1 a.lan\n", lists={})
+    ctl.run("name", "apply")
+    growing = files.LISTS / "growing"
+    growing.write_bytes(b"0.0.0.0 host.lan\n" * 100000)
+    stop = threading.Event()
+
+    def write_on():
+        with growing.open("ab", buffering=0) as file:
+            while not stop.is_set():
+                file.write(b"#\n")
+
+    def is_refused_and_changes_nothing():
+        before = files.HOST_MAP.read_bytes()
+        result = ctl.run("name", "apply")
+        if result.returncode == 0:
+            return False
+        why = "/var/log/Varnok/names.d/growing: it was written to while it was read"
+        assert result.stderr == f"dns_proxy_ctl: {why}.\n"
+        assert files.HOST_MAP.read_bytes() == before
+        return True
+
+    writer = threading.Thread(target=write_on)
+    writer.start()
+    try:
+        wait_until(is_refused_and_changes_nothing, "a reading during which it grows")
+    finally:
+        stop.set()
+        writer.join()
 
 
 def test_an_end_at_any_moment_leaves_the_old_map_or_the_new_one():

@@ -15,7 +15,7 @@ def no_files():
 
 def test_a_list_in_the_style_of_a_hosts_file_is_taken_in_and_counted(tmp_path):
     (tmp_path / "hosts.txt").write_bytes(
-        b"# title\n127.0.0.1 localhost\n::1 localhost ip6-localhost\n0.0.0.0 0.0.0.0\n"
+        b"# title\n127.0.0.1 localhost LocalHost.\n::1 localhost ip6-localhost\n0.0.0.0 0.0.0.0\n"
         b"0.0.0.0 Ads.example tracker.example\n127.0.0.1 ads.example.\n0.0.0.0 *.wild.example\n"
     )
     result = ctl.run("list", "add", tmp_path / "hosts.txt")
@@ -23,7 +23,7 @@ def test_a_list_in_the_style_of_a_hosts_file_is_taken_in_and_counted(tmp_path):
         "hosts.txt: 2 names taken, as 0.0.0.0\n"
         "  1 left out: repeated, first in line 6\n"
         "  1 left out: for IPv6, which the host map can't answer, first in line 3\n"
-        "  2 left out: the host's own, such as localhost, first in line 2\n"
+        "  3 left out: the host's own, such as localhost, first in line 2\n"
         "  1 left out: no name that could be asked, first in line 7\n"
         "/var/log/Varnok/hostmap is made anew.\n"
     )

@@ -62,7 +62,11 @@ def test_the_first_of_two_counts_and_the_second_is_told():
 def test_own_names_come_before_lists_and_lists_in_the_order_of_their_names():
     files.write(
         names=b"10.0.0.1 a.lan\n",
-        lists={"20-second": b"0.0.0.0 c.lan\n0.0.0.2 b.lan\n", "10-first": b"0.0.0.0 a.lan\n0.0.0.0 b.lan\n"},
+        lists={
+            "20-second": b"0.0.0.0 c.lan\n0.0.0.2 b.lan\n",
+            "10-first": b"0.0.0.0 a.lan\n0.0.0.0 b.lan\n",
+            "30-third": b"0.0.0.3 c.lan\n",
+        },
     )
     ctl.run("name", "apply")
     assert files.HOST_MAP.read_bytes() == files.made_of(b"a.lan:10.0.0.1\nb.lan:0.0.0.0\nc.lan:0.0.0.0\n")
@@ -218,6 +222,23 @@ def test_a_list_that_is_written_to_while_it_is_read_leaves_the_last_good_map():
     finally:
         stop.set()
         writer.join()
+
+
+def test_the_host_map_is_exchanged_whole():
+    files.write(names=b"10.0.0.1 a.lan\n")
+    ctl.run("name", "apply")
+    with files.HOST_MAP.open("rb") as opened_before:
+        files.NAMES.write_bytes(b"10.0.0.2 a.lan\n")
+        ctl.run("name", "apply")
+        assert opened_before.read() == files.made_of(b"a.lan:10.0.0.1\n")
+    assert files.HOST_MAP.read_bytes() == files.made_of(b"a.lan:10.0.0.2\n")
+
+
+def test_what_an_earlier_run_left_unfinished_does_not_matter():
+    files.write(names=b"10.0.0.1 a.lan\n")
+    (files.FOLDER / ".hostmap.new").write_bytes(b"x" * 10000)
+    assert ctl.run("name", "apply").returncode == 0
+    assert files.HOST_MAP.read_bytes() == files.made_of(b"a.lan:10.0.0.1\n")
 
 
 def test_an_end_at_any_moment_leaves_the_old_map_or_the_new_one():

@@ -19,10 +19,11 @@ Work DescribeCheck(CLI::App& command) {
   AddFile(command, "--dns", options.server_file, "The server file");
   AddFile(command, "--hostmap", options.host_map_file, "The host map file");
   command.add_flag("--strict", options.strict, "Exit with 1 when there are warnings");
+  command.add_flag("--start", options.start, "Exit with 2 only for what serves nobody, or circles");
   command.add_flag("--json", options.json, "Print one JSON object instead of lines");
   command.footer(
       "Prints FILE:LINE: error|warning: what it says -> what the proxy will do, and the\n"
-      "counts at last. Line 0 is the file as a whole.\n\n"
+      "counts at last. Line 0 is the file as a whole. - as FILE is standard input.\n\n"
       "Exit status: 0 without errors, 1 with warnings under --strict, 2 with errors.");
   return [] { return RunCheck(options); };
 }

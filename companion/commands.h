@@ -12,10 +12,14 @@ namespace ctl {
 // command line, one row a command, stand in command_rows.cpp.
 
 struct CheckOptions {
+  /// Either may be "-" for standard input.
   std::string server_file = kServerFile;
   std::string host_map_file = kHostMapFile;
   /// Warnings make the exit status kNo too.
   bool strict = false;
+  /// Before a start, as the proxy's user: only what keeps the proxy from serving anybody, or makes
+  /// queries circle, counts in the exit status.
+  bool start = false;
   bool json = false;
 };
 

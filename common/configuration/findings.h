@@ -21,6 +21,8 @@ struct Finding {
   std::string what;
   /// What the proxy will do about it. True to the letter.
   std::string effect;
+  /// Whether a proxy with it serves nobody or does harm, so that it is better not started.
+  bool keeps_from_starting = false;
 };
 
 /// Where findings go: counted always, and printed as they come unless only the counts are wanted.
@@ -38,12 +40,16 @@ class Report {
   void Add(const Finding& finding);
   void Error(std::size_t line, std::string what, std::string effect);
   void Warning(std::size_t line, std::string what, std::string effect);
+  /// An error that keeps the proxy from being started.
+  void Obstacle(std::size_t line, std::string what, std::string effect);
 
   /// Prints what comes after the last finding: how much was read, and how many findings there were.
   void Finish(std::size_t servers, std::size_t host_map_entries);
 
   std::size_t errors() const { return errors_; }
   std::size_t warnings() const { return warnings_; }
+  /// How many of the errors keep the proxy from being started.
+  std::size_t obstacles() const { return obstacles_; }
 
  private:
   void PrintJson(const Finding& finding);
@@ -54,6 +60,7 @@ class Report {
   std::string path_;
   std::size_t errors_ = 0;
   std::size_t warnings_ = 0;
+  std::size_t obstacles_ = 0;
 };
 
 /// "1 error, 2 warnings", or "nothing to report".
@@ -95,10 +102,15 @@ class CarriageReturns {
  public:
   explicit CarriageReturns(const FileText& text);
 
+  /// Whether they are all the line ends that there are, which is an error: there is nothing more
+  /// to say about such a file.
+  bool EndEveryLine(Report& report) const;
+
   /// Warns when `line`, counted from 1, is the first that ends in one.
   void Check(std::size_t line, Report& report) const;
 
  private:
+  bool are_only_line_ends_ = false;
   std::size_t first_line_ = 0;
   std::size_t count_ = 0;
 };

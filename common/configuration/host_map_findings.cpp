@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -65,8 +66,27 @@ class FirstUses {
 
 bool HasColon(const Entry& entry) { return entry.raw.find(':') != std::string_view::npos; }
 
+bool IsAddress(std::string_view text) { return ReadAddress(std::string(text)).IsUsualForm(); }
+
+// What parts the two halves of a line instead of a colon; empty when they are not a name and an
+// address.
+std::string WhatPartsInstead(std::string_view raw) {
+  const std::size_t begin = std::min(raw.find_first_of(" \t=,;"), raw.size());
+  const std::size_t end = std::min(raw.find_first_not_of(" \t=,;", begin), raw.size());
+  const std::string_view front = raw.substr(0, begin);
+  const std::size_t last = raw.find_last_not_of(" \t\r");
+  const std::string_view behind = end < raw.size() ? raw.substr(end, last + 1 - end) : "";
+  if (front.empty() || behind.empty() || IsAddress(front) == IsAddress(behind)) return "";
+  if (raw.find('=') < end) return "an equals sign";
+  if (raw.find(',') < end) return "a comma";
+  if (raw.find(';') < end) return "a semicolon";
+  return IsAddress(front) ? "as in a hosts file, a blank" : "a blank";
+}
+
 std::string WhatLacksColon(const Entry& entry) {
-  return "there is no colon in " + Quoted(entry.raw);
+  const std::string parts = WhatPartsInstead(entry.raw);
+  if (parts.empty()) return "there is no colon in " + Quoted(entry.raw);
+  return parts + " parts the name from its address in " + Quoted(entry.raw) + ", and not a colon";
 }
 
 std::string WhatIsOdd(const Entry& entry, const NameReading& name) {
@@ -164,6 +184,7 @@ void CheckName(const Entry& entry, const NameReading& name, Report& report) {
 
 void CheckHostMap(const HostMapFileText& file, const MethodList& list, Report& report) {
   const CarriageReturns returns(file.text);
+  if (returns.EndEveryLine(report)) return;
   const std::vector<Entry> entries = LinedUp(file);
   FirstUses first_uses(entries.size());
   std::size_t next = 0;

@@ -1,5 +1,6 @@
 #include "common/configuration/findings.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "common/output/output.h"
@@ -18,6 +19,7 @@ Report::Report(Form form) : form_(form) {
 
 void Report::Add(const Finding& finding) {
   ++(finding.severity == Severity::kError ? errors_ : warnings_);
+  if (finding.keeps_from_starting) ++obstacles_;
   if (form_ == Form::kJson) PrintJson(finding);
   if (form_ == Form::kText) PrintText(finding);
 }
@@ -28,6 +30,10 @@ void Report::Error(std::size_t line, std::string what, std::string effect) {
 
 void Report::Warning(std::size_t line, std::string what, std::string effect) {
   Add({line, Severity::kWarning, std::move(what), std::move(effect)});
+}
+
+void Report::Obstacle(std::size_t line, std::string what, std::string effect) {
+  Add({line, Severity::kError, std::move(what), std::move(effect), true});
 }
 
 void Report::PrintText(const Finding& finding) const {
@@ -49,7 +55,8 @@ void Report::Finish(std::size_t servers, std::size_t host_map_entries) {
         .Number(servers)
         .Key("host_map_entries")
         .Number(host_map_entries);
-    json_.Key("errors").Number(errors_).Key("warnings").Number(warnings_).EndObject();
+    json_.Key("errors").Number(errors_).Key("warnings").Number(warnings_);
+    json_.Key("obstacles").Number(obstacles_).EndObject();
     Print(json_.Take() + '\n');
   }
   if (form_ == Form::kText) {
@@ -69,11 +76,23 @@ std::string CountsInWords(std::size_t errors, std::size_t warnings) {
 }
 
 CarriageReturns::CarriageReturns(const FileText& text) {
+  if (text.lines.size() == 1) {
+    const std::size_t first = std::min(text.lines[0].find('\r'), text.lines[0].size());
+    are_only_line_ends_ = text.lines[0].find_first_not_of('\r', first) != std::string_view::npos;
+  }
   for (std::size_t at = 0; at < text.lines.size(); ++at) {
     const std::string_view line = text.lines[at];
     if (line.empty() || line.back() != '\r') continue;
     if (count_++ == 0) first_line_ = at + 1;
   }
+}
+
+bool CarriageReturns::EndEveryLine(Report& report) const {
+  if (are_only_line_ends_) {
+    report.Error(1, "carriage returns alone end the lines, as on an old Mac",
+                 "the whole file is one line");
+  }
+  return are_only_line_ends_;
 }
 
 void CarriageReturns::Check(std::size_t line, Report& report) const {

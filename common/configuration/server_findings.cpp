@@ -3,6 +3,7 @@
 #include "common/configuration/address_text.h"
 #include "common/configuration/findings.h"
 #include "common/output/shown_text.h"
+#include "common/platform/process_table.h"
 #include "dns_proxy_mac/state/dns_request.h"
 
 namespace ctl {
@@ -14,9 +15,41 @@ constexpr char kDropped[] =
 
 using FirstLines = std::unordered_map<in_addr_t, std::size_t>;
 
-// The proxy listens on the one; the system delivers the other to the same socket.
 bool IsProxyItself(in_addr address) {
+  // The proxy listens on the one; the system delivers the other to the same socket.
   return address.s_addr == htonl(INADDR_LOOPBACK) || address.s_addr == htonl(INADDR_ANY);
+}
+
+bool IsLinkLocal(in_addr address) { return ntohl(address.s_addr) >> 16 == 0xA9FE; }
+
+// Errors and warnings about an address at which no server can be, or none is. False when it is
+// better to say nothing else about it.
+bool CheckPlace(std::size_t line, const AddressReading& reading, Report& report) {
+  const in_addr address = reading.address;
+  const std::string dotted = reading.Dotted();
+  constexpr char kLost[] = "a query that comes to it is dropped or never answered";
+  if (IsProxyItself(address)) {
+    report.Obstacle(line, dotted + " is the proxy itself",
+                    "a query that comes to it is taken for a new one, and circles for ever");
+    return false;
+  }
+  if (IN_MULTICAST(ntohl(address.s_addr))) {
+    report.Error(line, dotted + " is a multicast address",
+                 "a query that comes to it is never answered");
+    return false;
+  }
+  if (ntohl(address.s_addr) >> 24 == 0 || IN_BADCLASS(ntohl(address.s_addr))) {
+    report.Error(line, dotted + " is in a range in which there are no hosts", kLost);
+    return false;
+  }
+  if (IsLinkLocal(address)) {
+    report.Warning(line, dotted + " is a link-local address",
+                   "unless a server on the same link has it, " + std::string(kLost));
+  } else if (IsOwnAddress(address) && !SomebodyListens(address)) {
+    report.Warning(line, dotted + " is an address of this host, and nobody listens at its port 53",
+                   "as long as it is so, a query that comes to it is never answered");
+  }
+  return true;
 }
 
 std::string WhatIsNoServer(const std::string& entry) {
@@ -50,16 +83,7 @@ void CheckServer(std::size_t line, std::string_view raw, const std::string& entr
     return;
   }
   CheckSpelling(line, raw, reading, report);
-  if (IsProxyItself(reading.address)) {
-    report.Error(line, reading.Dotted() + " is the proxy itself",
-                 "a query that comes to it is taken for a new one, and circles for ever");
-    return;
-  }
-  if (IN_MULTICAST(ntohl(reading.address.s_addr))) {
-    report.Error(line, reading.Dotted() + " is a multicast address",
-                 "a query that comes to it is never answered");
-    return;
-  }
+  if (!CheckPlace(line, reading, report)) return;
   const auto [first, is_new] = first_lines.insert({reading.address.s_addr, line});
   if (!is_new) {
     report.Warning(line, reading.Dotted() + " again, after line " + std::to_string(first->second),
@@ -79,6 +103,7 @@ std::string HowLong(const MethodList& list) {
 
 void CheckServers(const ServerFileText& file, Report& report) {
   const CarriageReturns returns(file.text);
+  if (returns.EndEveryLine(report)) return;
   FirstLines first_lines;
   for (std::size_t at = 0; at < file.servers.size(); ++at) {
     returns.Check(at + 1, report);
@@ -92,8 +117,8 @@ bool MethodList::Circles() const { return LengthAsSeen() >= kPositions; }
 
 void CheckMethodList(const MethodList& list, Report& report) {
   if (list.Length() == 0) {
-    report.Error(0, "neither file holds an entry",
-                 "the proxy ends at once, with exit status 0, and nobody is served");
+    report.Obstacle(0, "neither file holds an entry",
+                    "the proxy ends at once, with exit status 0, and nobody is served");
     return;
   }
   if (list.servers == 0) {
@@ -106,14 +131,14 @@ void CheckMethodList(const MethodList& list, Report& report) {
                    "answered \"no such name\" at once");
   }
   if (list.Circles()) {
-    report.Error(list.ServerLine(kPositions - 1), HowLong(list),
-                 "the position in the list wraps behind this server: a query that nobody has an "
-                 "answer for circles for ever, and no server after it is asked");
+    report.Obstacle(list.ServerLine(kPositions - 1), HowLong(list),
+                    "the position in the list wraps behind this server: a query that nobody has an "
+                    "answer for circles for ever, and no server after it is asked");
   }
   if (list.Length() >= kLengths) {
-    report.Error(list.ServerLine(kLengths - 1), HowLong(list),
-                 "the length is kept in 16 bits: every query takes the list to hold " +
-                     Counted(list.LengthAsSeen(), "method"));
+    report.Obstacle(list.ServerLine(kLengths - 1), HowLong(list),
+                    "the length is kept in 16 bits: every query takes the list to hold " +
+                        Counted(list.LengthAsSeen(), "method"));
   }
 }
 

@@ -7,40 +7,48 @@ constexpr std::size_t kLongestQuoted = 80;
 constexpr std::size_t kQuotedHead = 60;
 constexpr std::size_t kQuotedTail = 15;
 
-bool IsPlain(char character) { return character >= ' ' && character <= '~' && character != '\\'; }
+bool IsPlain(char character) { return character >= ' ' && character <= '~'; }
 
-void AppendShown(char character, std::string& out) {
-  if (IsPlain(character)) {
-    out += character;
-    return;
-  }
-  out += '\\';
-  if (character == '\\') {
-    out += '\\';
-    return;
-  }
+bool IsDigit(char character) { return character >= '0' && character <= '9'; }
+
+void AppendNumber(char character, std::string& out) {
   const auto byte = static_cast<unsigned char>(character);
+  out += '\\';
   out += static_cast<char>('0' + byte / 100);
   out += static_cast<char>('0' + byte / 10 % 10);
   out += static_cast<char>('0' + byte % 10);
 }
 
-}  // namespace
-
-std::string Shown(std::string_view text) {
+std::string WithEscapes(std::string_view text, std::string_view escaped) {
   std::string out;
   out.reserve(text.size());
-  for (const char character : text) AppendShown(character, out);
+  bool ends_in_number = false;
+  for (const char character : text) {
+    const bool is_number = !IsPlain(character) || (ends_in_number && IsDigit(character));
+    if (is_number) {
+      AppendNumber(character, out);
+    } else {
+      if (escaped.find(character) != std::string_view::npos) out += '\\';
+      out += character;
+    }
+    ends_in_number = is_number;
+  }
   return out;
 }
+
+std::string InQuotes(std::string_view text) { return WithEscapes(text, "\\\""); }
+
+}  // namespace
+
+std::string Shown(std::string_view text) { return WithEscapes(text, "\\"); }
 
 std::string Quoted(std::string_view text) {
   std::string out = "\"";
   if (text.size() <= kLongestQuoted) {
-    out += Shown(text);
+    out += InQuotes(text);
   } else {
-    out +=
-        Shown(text.substr(0, kQuotedHead)) + "..." + Shown(text.substr(text.size() - kQuotedTail));
+    out += InQuotes(text.substr(0, kQuotedHead)) + "..." +
+           InQuotes(text.substr(text.size() - kQuotedTail));
   }
   return out + '"';
 }

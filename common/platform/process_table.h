@@ -1,5 +1,6 @@
 #pragma once
 
+#include <netinet/in.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -57,5 +58,13 @@ struct PortHolder {
   std::string name;  ///< of the process, or what is known of it instead
 };
 PortHolder HolderOfLocalPort();
+
+/// Whether a socket takes what is sent to UDP port 53 of `address`, one of this host's. True as
+/// well when that can't be seen.
+bool SomebodyListens(in_addr address);
+
+/// Whether `address` is a loopback address or belongs to an interface of this host, as far as can
+/// be seen.
+bool IsOwnAddress(in_addr address);
 
 }  // namespace ctl

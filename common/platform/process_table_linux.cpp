@@ -21,7 +21,7 @@ constexpr char kPortInTable[] = ":0035";  // 53
 struct BoundSocket {
   std::string inode;
   uid_t owner;
-  bool is_proxys_address;  // 127.0.0.1 itself and not an address that covers it
+  bool is_address_itself;  // and not one that covers it
 };
 
 std::string Of(pid_t pid, const char* what) { return "/proc/" + std::to_string(pid) + '/' + what; }
@@ -86,13 +86,13 @@ bool HasNameAndNoArguments(pid_t pid) {
   return !arguments.empty() && arguments.find('\0') == arguments.size() - 1;
 }
 
-// The sockets of a process's network that stand in the way of binding 127.0.0.1:53. Addresses are
-// written in hexadecimal, 32 bits at a time in the machine's order.
-std::vector<BoundSocket> SocketsOnPort(const std::string& table) {
-  char loopback[16];
-  std::snprintf(loopback, sizeof(loopback), "%08X", htonl(INADDR_LOOPBACK));
+// The sockets in a table that take what is sent to port 53 of `address`, given in network order.
+// Addresses are written in hexadecimal, 32 bits at a time in the machine's order.
+std::vector<BoundSocket> SocketsOnPort(const std::string& table, in_addr_t asked) {
+  char digits[16];
+  std::snprintf(digits, sizeof(digits), "%08X", asked);
   const std::vector<std::string> covering = {"00000000", std::string(32, '0'),
-                                             "0000000000000000FFFF0000" + std::string(loopback)};
+                                             "0000000000000000FFFF0000" + std::string(digits)};
   std::vector<BoundSocket> sockets;
   std::istringstream lines(Whole(table));
   for (std::string line; std::getline(lines, line);) {
@@ -105,11 +105,19 @@ std::vector<BoundSocket> SocketsOnPort(const std::string& table) {
     const std::size_t colon = local.find(':');
     if (colon == std::string::npos || local.substr(colon) != kPortInTable) continue;
     const std::string address = local.substr(0, colon);
-    const bool is_loopback = address == loopback;
-    if (is_loopback || std::count(covering.begin(), covering.end(), address) > 0) {
-      sockets.push_back({inode, owner, is_loopback});
+    const bool is_itself = address == digits;
+    if (is_itself || std::count(covering.begin(), covering.end(), address) > 0) {
+      sockets.push_back({inode, owner, is_itself});
     }
   }
+  return sockets;
+}
+
+// The same of both tables of this process's network.
+std::vector<BoundSocket> SocketsOnPort(in_addr_t asked) {
+  std::vector<BoundSocket> sockets = SocketsOnPort("/proc/self/net/udp", asked);
+  const std::vector<BoundSocket> wide = SocketsOnPort("/proc/self/net/udp6", asked);
+  sockets.insert(sockets.end(), wide.begin(), wide.end());
   return sockets;
 }
 
@@ -158,9 +166,9 @@ double SecondsSinceStart(const Process& process) {
 }
 
 bool HoldsLocalPort(const Process& process) {
-  const std::vector<BoundSocket> sockets = SocketsOnPort("/proc/self/net/udp");
+  const std::vector<BoundSocket> sockets = SocketsOnPort(htonl(INADDR_LOOPBACK));
   return std::any_of(sockets.begin(), sockets.end(), [&](const BoundSocket& socket) {
-    return socket.is_proxys_address && socket.owner == process.owner &&
+    return socket.is_address_itself && socket.owner == process.owner &&
            HasOpen(process.pid, socket.inode) != Holds::kNo;
   });
 }
@@ -168,9 +176,7 @@ bool HoldsLocalPort(const Process& process) {
 bool SeesAllProcesses() { return true; }
 
 PortHolder HolderOfLocalPort() {
-  std::vector<BoundSocket> sockets = SocketsOnPort("/proc/self/net/udp");
-  const std::vector<BoundSocket> wide = SocketsOnPort("/proc/self/net/udp6");
-  sockets.insert(sockets.end(), wide.begin(), wide.end());
+  const std::vector<BoundSocket> sockets = SocketsOnPort(htonl(INADDR_LOOPBACK));
   if (sockets.empty()) return {false, 0, ""};
   for (const std::string& number : Numbers("/proc")) {
     const pid_t pid = std::atoi(number.c_str());
@@ -181,6 +187,8 @@ PortHolder HolderOfLocalPort() {
   }
   return {true, 0, "a process of user " + std::to_string(sockets.front().owner)};
 }
+
+bool SomebodyListens(in_addr address) { return !SocketsOnPort(address.s_addr).empty(); }
 
 }  // namespace ctl
 

@@ -42,9 +42,10 @@ int ArgumentCount(pid_t pid) {
   return count;
 }
 
-enum class Bound { kOnLoopback, kOnLoopbackOrCoveringIt };
+enum class Bound { kToIt, kToItOrCoveringIt };
 
-bool IsLocalPort(const socket_fdinfo& info, Bound wanted) {
+// Whether the socket has port 53 of `asked`, given in network order.
+bool IsOnPort(const socket_fdinfo& info, in_addr_t asked, Bound wanted) {
   const socket_info& socket = info.psi;
   if (socket.soi_kind != SOCKINFO_IN || socket.soi_protocol != IPPROTO_UDP) return false;
   const in_sockinfo& bound = socket.soi_proto.pri_in;
@@ -52,21 +53,20 @@ bool IsLocalPort(const socket_fdinfo& info, Bound wanted) {
   // A socket of IPv6 that takes IPv4 as well is marked as one of both.
   if ((bound.insi_vflag & INI_IPV4) == 0) return false;
   const in_addr_t address = bound.insi_laddr.ina_46.i46a_addr4.s_addr;
-  return address == htonl(INADDR_LOOPBACK) ||
-         (wanted == Bound::kOnLoopbackOrCoveringIt && address == htonl(INADDR_ANY));
+  return address == asked || (wanted == Bound::kToItOrCoveringIt && address == htonl(INADDR_ANY));
 }
 
-bool HasLocalPort(pid_t pid, Bound wanted) {
+bool HasPort(pid_t pid, in_addr_t asked, Bound wanted) {
   const int size = proc_pidinfo(pid, PROC_PIDLISTFDS, 0, nullptr, 0);
   std::vector<proc_fdinfo> files(static_cast<std::size_t>(std::max(size, 0)) / sizeof(proc_fdinfo));
   const int got = proc_pidinfo(pid, PROC_PIDLISTFDS, 0, files.data(), size);
   files.resize(static_cast<std::size_t>(std::max(got, 0)) / sizeof(proc_fdinfo));
-  return std::any_of(files.begin(), files.end(), [pid, wanted](const proc_fdinfo& file) {
+  return std::any_of(files.begin(), files.end(), [pid, asked, wanted](const proc_fdinfo& file) {
     socket_fdinfo info;
     return file.proc_fdtype == PROX_FDTYPE_SOCKET &&
            proc_pidfdinfo(pid, file.proc_fd, PROC_PIDFDSOCKETINFO, &info, sizeof(info)) ==
                sizeof(info) &&
-           IsLocalPort(info, wanted);
+           IsOnPort(info, asked, wanted);
   });
 }
 
@@ -103,7 +103,7 @@ double SecondsSinceStart(const Process& process) {
 }
 
 bool HoldsLocalPort(const Process& process) {
-  return HasLocalPort(process.pid, Bound::kOnLoopback);
+  return HasPort(process.pid, htonl(INADDR_LOOPBACK), Bound::kToIt);
 }
 
 // The kernel tells of another user's process to root alone.
@@ -111,12 +111,20 @@ bool SeesAllProcesses() { return geteuid() == 0; }
 
 PortHolder HolderOfLocalPort() {
   for (const pid_t pid : AllProcesses()) {
-    if (!HasLocalPort(pid, Bound::kOnLoopbackOrCoveringIt)) continue;
+    if (!HasPort(pid, htonl(INADDR_LOOPBACK), Bound::kToItOrCoveringIt)) continue;
     char name[2 * MAXCOMLEN + 1] = "";
     proc_name(pid, name, sizeof(name));
     return {true, pid, name};
   }
   return {false, 0, ""};
+}
+
+bool SomebodyListens(in_addr address) {
+  if (!SeesAllProcesses()) return true;
+  const std::vector<pid_t> processes = AllProcesses();
+  return std::any_of(processes.begin(), processes.end(), [address](pid_t pid) {
+    return HasPort(pid, address.s_addr, Bound::kToItOrCoveringIt);
+  });
 }
 
 }  // namespace ctl

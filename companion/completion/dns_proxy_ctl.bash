@@ -21,7 +21,7 @@ _dns_proxy_ctl() {
     *)
       case $command in
         "") words="check probe trace watch guard status name list --help --version" ;;
-        check) words="--dns --hostmap --strict --json --help" ;;
+        check) words="--dns --hostmap --strict --start --json --help" ;;
         probe) words="--timeout --upstreams --help" ;;
         trace) [[ $current == -* ]] && words="--follow --json --help" ;;
         guard) words="--remove --help" ;;

@@ -57,6 +57,14 @@ def serving(dns=None, hostmap=None, **options):
         proxy.kill()
 
 
+@contextlib.contextmanager
+def listening_everywhere():
+    """Somebody holds port 53 of every address, so that no verdict on a server is that nobody does."""
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as holder:
+        holder.bind(("0.0.0.0", 53))
+        yield
+
+
 def empty_response(to_query):
     """A server's response without answer records."""
     return to_query[:2] + bytes([to_query[2] | RESPONSE_BIT]) + to_query[3:]

@@ -17,7 +17,8 @@ NAMES = [f"{path.parent.name}/{path.name}" for path in FIXTURES]
 
 
 def check(folder, *arguments):
-    return ctl.run("check", "--dns", "dns", "--hostmap", "hostmap", *arguments, cwd=folder)
+    with ctl.listening_everywhere():
+        return ctl.run("check", "--dns", "dns", "--hostmap", "hostmap", *arguments, cwd=folder)
 
 
 @pytest.mark.parametrize("folder", FIXTURES, ids=NAMES)

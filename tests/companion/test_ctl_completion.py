@@ -40,7 +40,7 @@ def offered_by_bash(line):
         ("dns_proxy_ctl ", ["check", "probe", "trace", "watch", "guard", "status", "name", "list", "--help", "--version"]),
         ("dns_proxy_ctl c", ["check"]),
         ("dns_proxy_ctl --v", ["--version"]),
-        ("dns_proxy_ctl check ", ["--dns", "--hostmap", "--strict", "--json", "--help"]),
+        ("dns_proxy_ctl check ", ["--dns", "--hostmap", "--strict", "--start", "--json", "--help"]),
         ("dns_proxy_ctl check --strict --j", ["--json"]),
         ("dns_proxy_ctl check --dns ", []),
         ("dns_proxy_ctl probe --", ["--timeout", "--upstreams", "--help"]),

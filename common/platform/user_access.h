@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace ctl {
+
+/// The user that the service runs as, where it does not run as root.
+inline constexpr char kServiceUser[] = "_dns_proxy_mac";
+
+/// What keeps a user from reading a file.
+struct AccessObstacle {
+  std::string path;  ///< of the file itself, or of the first folder that may not be passed
+  bool is_folder;
+};
+
+/// What keeps `user` from reading the file at `path`, a full one, found by trying it as that user.
+/// Nothing when it may, when there is no such file or user, and when this process may not become
+/// another user.
+std::optional<AccessObstacle> WhatKeepsFromReading(const char* user, const std::string& path);
+
+}  // namespace ctl

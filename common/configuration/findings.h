@@ -28,7 +28,9 @@ struct Finding {
 /// Where findings go: counted always, and printed as they come unless only the counts are wanted.
 class Report {
  public:
-  enum class Form { kText, kJson, kCountsOnly };
+  /// kTextForStart: what keeps the proxy from starting comes last, where it is seen in the last
+  /// lines of a journal.
+  enum class Form { kText, kTextForStart, kJson, kCountsOnly };
 
   explicit Report(Form form);
   Report(const Report&) = delete;
@@ -53,11 +55,12 @@ class Report {
 
  private:
   void PrintJson(const Finding& finding);
-  void PrintText(const Finding& finding) const;
+  std::string TextOf(const Finding& finding) const;
 
   Form form_;
   JsonWriter json_;
   std::string path_;
+  std::string last_lines_;
   std::size_t errors_ = 0;
   std::size_t warnings_ = 0;
   std::size_t obstacles_ = 0;

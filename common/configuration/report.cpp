@@ -21,7 +21,11 @@ void Report::Add(const Finding& finding) {
   ++(finding.severity == Severity::kError ? errors_ : warnings_);
   if (finding.keeps_from_starting) ++obstacles_;
   if (form_ == Form::kJson) PrintJson(finding);
-  if (form_ == Form::kText) PrintText(finding);
+  if (form_ == Form::kText || (form_ == Form::kTextForStart && !finding.keeps_from_starting)) {
+    Print(TextOf(finding));
+  } else if (form_ == Form::kTextForStart) {
+    last_lines_ += TextOf(finding);
+  }
 }
 
 void Report::Error(std::size_t line, std::string what, std::string effect) {
@@ -36,9 +40,9 @@ void Report::Obstacle(std::size_t line, std::string what, std::string effect) {
   Add({line, Severity::kError, std::move(what), std::move(effect), true});
 }
 
-void Report::PrintText(const Finding& finding) const {
-  Print(Shown(path_) + ':' + std::to_string(finding.line) + ": " + Word(finding.severity) + ": " +
-        finding.what + " -> " + finding.effect + '\n');
+std::string Report::TextOf(const Finding& finding) const {
+  return Shown(path_) + ':' + std::to_string(finding.line) + ": " + Word(finding.severity) + ": " +
+         finding.what + " -> " + finding.effect + '\n';
 }
 
 void Report::PrintJson(const Finding& finding) {
@@ -59,8 +63,8 @@ void Report::Finish(std::size_t servers, std::size_t host_map_entries) {
     json_.Key("obstacles").Number(obstacles_).EndObject();
     Print(json_.Take() + '\n');
   }
-  if (form_ == Form::kText) {
-    Print(Counted(servers, "server") + ", " +
+  if (form_ == Form::kText || form_ == Form::kTextForStart) {
+    Print(last_lines_ + Counted(servers, "server") + ", " +
           Counted(host_map_entries, "host map entry", "host map entries") + ": " +
           CountsInWords(errors_, warnings_) + '\n');
   }

@@ -137,7 +137,8 @@ int RunCheck(const CheckOptions& options) {
     return kUsage;
   }
   Files files;
-  Report report(options.json ? Report::Form::kJson : Report::Form::kText);
+  const Report::Form text = options.start ? Report::Form::kTextForStart : Report::Form::kText;
+  Report report(options.json ? Report::Form::kJson : text);
   Check(options, files, report);
   if (options.start) return report.obstacles() > 0 ? kError : kOk;
   if (report.errors() > 0) return kError;

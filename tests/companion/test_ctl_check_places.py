@@ -109,6 +109,13 @@ def test_all_is_said_before_a_start_as_at_any_time():
     assert ctl.run("check", "--start").stdout == ctl.run("check").stdout
 
 
+def test_what_keeps_the_proxy_from_starting_comes_last_before_a_start():
+    write_configuration(dns=b"127.0.0.1\n192.0.2.1\n\n" + b"192.0.2.2\n", hostmap=b"A.lan:10.0.0.1\n")
+    said = ctl.run("check").stdout.splitlines()
+    assert "127.0.0.1 is the proxy itself" in said[0]
+    assert ctl.run("check", "--start").stdout.splitlines() == [*said[1:-1], said[0], said[-1]]
+
+
 def test_files_that_may_not_be_read_are_empty_before_a_start():
     write_configuration(dns=b"192.0.2.1\n", hostmap=HOST_MAP)
     DNS_FILE.chmod(0o600)

@@ -46,7 +46,7 @@ def rows(text):
 
 
 def test_all_is_well():
-    with ctl.serving(dns=b"127.0.0.2\n", hostmap=HOST_MAP):
+    with ctl.serving(dns=b"192.0.2.1\n", hostmap=HOST_MAP):
         text, code = status()
     assert text == """\
 proxy         running as process N for N seconds
@@ -63,7 +63,7 @@ probe         answered in N ms
 
 
 def test_nothing_runs():
-    write_configuration(dns=b"127.0.0.2\n\n", hostmap=b"A.lan:10.0.0.1\nb.lan\n")
+    write_configuration(dns=b"192.0.2.1\n\n", hostmap=b"A.lan:10.0.0.1\nb.lan\n")
     text, code = status()
     assert text == """\
 proxy         not running

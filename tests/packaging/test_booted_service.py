@@ -22,6 +22,7 @@ PROXY = "dns_proxy_mac.service"
 WATCH = "dns_proxy_mac-watch.service"
 EDITS = "dns_proxy_mac-edited.path"
 APPLY = "dns_proxy_mac-apply.service"
+UNSTARTED = "dns_proxy_mac-unstarted.service"
 DNS = "/var/log/Varnok/dns"
 HOSTMAP = "/var/log/Varnok/hostmap"
 USUAL_DNS = f"{CONFIGURED_SERVER}\n"
@@ -70,6 +71,11 @@ def trace_of_last_start(system):
     """What the proxy, and the check before it, have printed since they were started last."""
     invocation = system.value(PROXY, "InvocationID")
     return journal(system, OF_THE_TRACE, f"--unit={PROXY}", f"_SYSTEMD_INVOCATION_ID={invocation}")
+
+
+def status_as_shown(system):
+    """What people see. Its exit status tells the state, which is not wanted here."""
+    return system.run("sh", "-c", f"systemctl status --no-pager --full {PROXY} || true")
 
 
 def applications(system):
@@ -211,15 +217,73 @@ def test_edit_with_an_error_leaves_the_proxy_as_it_is(system):
     assert "/var/log/Varnok/dns:1: error: " in said
 
 
-def test_errors_keep_the_proxy_from_starting_until_they_are_mended(system):
+def test_file_that_the_proxys_user_may_not_read_leaves_the_proxy_as_it_is(system):
+    before = system.value(PROXY, "MainPID")
+    verdict = "/var/log/Varnok/hostmap:0: error: it can't be read: Permission denied -> "
+    system.file(HOSTMAP).chmod(0o600)  # as an editor under a strict umask leaves it
+    try:
+        wait_until(lambda: verdict in journal(system, f"--unit={APPLY}"), "the verdict on the edit")
+        wait_until(lambda: system.state(APPLY) == "failed", "the end of the edit")
+        assert address_of("proxy.example") == "10.0.0.1"
+        assert system.value(PROXY, "MainPID") == before
+    finally:
+        system.file(HOSTMAP).chmod(0o644)
+
+
+def test_errors_do_not_keep_the_proxy_from_starting(system):
+    system.run("systemctl", "stop", EDITS, PROXY)
+    system.put(DNS, f"{CONFIGURED_SERVER}\n\nnot an address\n")
+    system.run("systemctl", "start", PROXY)
+
+    wait_for_answers()
+    said = trace_of_last_start(system)
+    assert "/var/log/Varnok/dns:2: error: an empty line -> " in said
+    assert "/var/log/Varnok/dns:3: error: " in said
+
+
+def test_file_that_the_proxys_user_may_not_read_does_not_keep_it_from_starting(system):
+    system.run("systemctl", "stop", EDITS, PROXY)
+    system.file(DNS).chmod(0)
+    system.run("systemctl", "start", PROXY)
+
+    wait_for_answers()
+    system.file(DNS).chmod(0o644)
+
+
+@pytest.mark.parametrize(
+    ("servers", "finding"),
+    [
+        pytest.param(f"{CONFIGURED_SERVER}\n127.0.0.1\n", "dns:2: error: 127.0.0.1 is the proxy itself", id="a circle"),
+        pytest.param(f"{CONFIGURED_SERVER}\n" * 255, "dns:255: error: 256 resolution methods", id="256 methods"),
+    ],
+)
+def test_what_would_circle_keeps_the_proxy_from_starting_until_it_is_mended(system, servers, finding):
     system.run("systemctl", "stop", PROXY)
-    system.put(DNS, "not an address\n")
+    system.put(DNS, servers)
+    system.run("sh", "-c", f"systemctl reset-failed {UNSTARTED} 2>&1 || true")  # it is not loaded before its first run
+    mark = journal(system, f"--unit={UNSTARTED}")
     system.run("systemctl", "start", "--no-block", PROXY)
-    wait_until(lambda: "/var/log/Varnok/dns:1: error: " in trace_of_last_start(system), "the verdict")
+    wait_until(lambda: finding in journal(system, f"--unit={UNSTARTED}")[len(mark):], "the verdict in the ordinary journal")
+    assert f"/var/log/Varnok/{finding}" in trace_of_last_start(system)
+    wait_until(lambda: finding in status_as_shown(system), "the verdict in the status")
     assert not is_answering()
     assert system.state(PROXY) == "activating"
 
     system.put(DNS, USUAL_DNS)
+    wait_for_answers()
+
+
+def test_ordinary_journal_names_who_has_the_port(system):
+    system.run("systemctl", "stop", PROXY)
+    system.run("sh", "-c", f"systemctl reset-failed {UNSTARTED} 2>&1 || true")  # it is not loaded before its first run
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as other:
+        other.bind(("127.0.0.1", 53))
+        mark = journal(system, f"--unit={UNSTARTED}")
+        system.run("systemctl", "start", "--no-block", PROXY)
+        wait_until(
+            lambda: "port 53 of 127.0.0.1 is taken" in journal(system, f"--unit={UNSTARTED}")[len(mark):],
+            "the reason in the ordinary journal",
+        )
     wait_for_answers()
 
 
@@ -283,7 +347,8 @@ def test_trace_is_turned_off_by_one_line(system):
     wait_for_answers()
 
     said = trace_of_last_start(system).splitlines()
-    assert said == ["1 server, 1 host map entry: nothing to report"]
+    assert said[0].startswith("/var/log/Varnok/dns:1: warning: 127.0.0.2 is an address of this host, and nobody listens")
+    assert said[1:] == ["1 server, 1 host map entry: 1 warning"]
     system.file("/etc/systemd/system/dns_proxy_mac.service.d/trace.conf").unlink()
     system.run("systemctl", "daemon-reload")
     system.run("systemctl", "restart", PROXY)

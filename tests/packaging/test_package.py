@@ -112,6 +112,13 @@ def test_host_without_a_server_is_told_so_and_gets_an_empty_list(system, package
     assert system.file(DNS).read_text() == ""
 
 
+def test_host_with_ipv6_servers_alone_is_told_so(system, package):
+    system.put("/etc/resolv.conf", "nameserver ::1\nnameserver 2001:db8::1\n")
+    said = install(system, package)
+
+    assert "create_configuration: this host names its servers by IPv6 addresses only, and the proxy asks IPv4 ones: " in said
+
+
 def test_installation_keeps_files_that_are_there(system, package):
     write_own_configuration(system)
     install(system, package)

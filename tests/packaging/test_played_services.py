@@ -142,8 +142,15 @@ def test_watch_of_launchd_tells_the_end_of_the_intake_in_the_events(launchd):
     assert EVENTS.read_text().count(SAID_BY_WATCH) == 1
 
 
-def test_launchd_does_not_start_the_proxy_with_errors_and_applies_what_mends_them(launchd):
+def test_launchd_starts_the_proxy_with_errors_and_tells_them(launchd):
     DNS_FILE.write_text("not an address\n")
+    with launchd.job("local.dns_proxy_mac"):
+        wait_for_answers()
+    assert ":1: error: " in EVENTS.read_text()
+
+
+def test_launchd_does_not_start_a_proxy_that_would_circle_and_applies_what_mends_it(launchd):
+    DNS_FILE.write_text("127.0.0.1\n")
     with launchd.job("local.dns_proxy_mac") as proxy:
         wait_until(lambda: EVENTS.exists() and ":1: error: " in EVENTS.read_text(), "the verdict")
         assert not is_answering()

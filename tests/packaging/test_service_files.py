@@ -7,7 +7,13 @@ import pytest
 
 from installed import REPOSITORY, UNITS, Unit, launchd_files
 
-SERVICES = ["dns_proxy_mac", "dns_proxy_mac-watch", "dns_proxy_mac-edited", "dns_proxy_mac-apply"]
+SERVICES = [
+    "dns_proxy_mac",
+    "dns_proxy_mac-watch",
+    "dns_proxy_mac-edited",
+    "dns_proxy_mac-apply",
+    "dns_proxy_mac-unstarted",
+]
 FILES = [f"{name}.service" for name in SERVICES] + ["dns_proxy_mac-edited.path", "dns_proxy_mac-names@.path"]
 INSTALLED = [
     "bin/dns_proxy_ctl",
@@ -16,12 +22,14 @@ INSTALLED = [
     "lib/systemd/system/dns_proxy_mac-edited.path",
     "lib/systemd/system/dns_proxy_mac-edited.service",
     "lib/systemd/system/dns_proxy_mac-names@.path",
+    "lib/systemd/system/dns_proxy_mac-unstarted.service",
     "lib/systemd/system/dns_proxy_mac-watch.service",
     "lib/systemd/system/dns_proxy_mac.service",
     "lib/sysusers.d/dns_proxy_mac.conf",
     "libexec/dns_proxy_mac/before_start",
     "libexec/dns_proxy_mac/create_configuration",
     "libexec/dns_proxy_mac/port_is_taken",
+    "libexec/dns_proxy_mac/why_unstarted",
     "sbin/dns_proxy_mac",
     "share/bash-completion/completions/dns_proxy_ctl",
     "share/doc/dns-proxy-mac/changelog.gz",

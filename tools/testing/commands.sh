@@ -60,6 +60,7 @@ build_plain() {
 # Every source file of the project, whichever folder it is in.
 sources() { find . \( -path ./build -o -name node_modules \) -prune -o \( -name '*.cpp' -o -name '*.h' \) -print; }
 check_format() { sources | xargs clang-format --dry-run -Werror; }
+check_workflows() { tools/workflows/check && pytest tests/workflows; }
 check_lint() {
   configure clang &&
     sources | grep '^\./dns_proxy_mac/.*\.cpp$' | xargs -n 3 -P "$(processors)" clang-tidy -p build/clang --quiet

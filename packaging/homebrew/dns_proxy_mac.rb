@@ -9,6 +9,7 @@ class DnsProxyMac < Formula
 
   depends_on "cli11" => :build
   depends_on "cmake" => :build
+  depends_on "libidn2"
   depends_on :macos
 
   def install

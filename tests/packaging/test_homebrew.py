@@ -37,7 +37,7 @@ def test_formula_declares_what_it_is_and_its_own_test_passes(package):
     declared = loaded()["declared"]
     assert declared["desc"] == "Local DNS forwarding proxy with a host map"
     assert declared["url"] == f"https://dns-proxy-mac.example/dns_proxy_mac-{version()}.tar.gz"
-    assert declared["depends_on"] == [["cli11", "build"], ["cmake", "build"], ["macos"]]
+    assert declared["depends_on"] == [["cli11", "build"], ["cmake", "build"], ["libidn2"], ["macos"]]
 
 
 def test_installation_leaves_the_services_of_the_system_alone(package):

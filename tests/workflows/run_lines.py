@@ -26,7 +26,9 @@ import yaml
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 ENTER = REPOSITORY / "tests/packaging/enter_system_copy"
 CHECKOUT = "__w/checkout"
-SETTINGS_OF_REGISTRIES = ["/etc/apt", "/etc/ssl/certs", "/etc/resolv.conf", "/etc/hosts", "/etc/npmrc", "/root/.npmrc"]
+SETTINGS_OF_REGISTRIES = ["/etc/apt", "/etc/ssl/certs", "/etc/resolv.conf", "/etc/hosts", "/root/.npmrc"]
+# Where an npm looks for its system's settings, depending on who has packaged it.
+SETTINGS_OF_NPM = ["/etc/npmrc", "/usr/etc/npmrc", "/usr/local/etc/npmrc"]
 LIST_OF_SOURCES = "etc/apt/sources.list"
 
 
@@ -82,6 +84,11 @@ def make_system(root):
         if source.is_dir():
             shutil.copytree(source, target, dirs_exist_ok=True, symlinks=False, ignore_dangling_symlinks=True)
         elif source.exists():
+            shutil.copy(source, target)
+    for source in filter(os.path.exists, SETTINGS_OF_NPM):
+        for place in SETTINGS_OF_NPM:
+            target = root / place.lstrip("/")
+            target.parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(source, target)
     if list((root / "etc/apt/sources.list.d").iterdir()):
         (root / LIST_OF_SOURCES).unlink(missing_ok=True)  # what debootstrap has put there is in one of them too

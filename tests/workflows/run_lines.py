@@ -6,9 +6,9 @@
     tests/workflows/run_lines.py release.yml deb --matrix machine=arm64
 
 Needs root, debootstrap and python3-yaml. The fresh system is made of Debian's packages (minbase, as its container
-image is) in a temporary folder and gone at the end, with a copy of the checkout's files. How this machine reaches its package
-registries goes along: their settings and certificates. Steps that use an action are named and passed over.
-Status 1 when a line ends with another status than 0, which ends the job.
+image is) in a temporary folder and gone at the end, with a copy of the checkout's files. How this machine reaches
+its package registries goes along: their settings and certificates. Steps that use an action are named and passed
+over. Status 1 when a line ends with another status than 0, which ends the job.
 """
 
 import argparse

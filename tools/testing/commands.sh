@@ -59,9 +59,10 @@ build_plain() {
 
 # Every source file of the project, whichever folder it is in.
 sources() { find . \( -path ./build -o -name node_modules \) -prune -o \( -name '*.cpp' -o -name '*.h' \) -print; }
-check_format() { sources | xargs clang-format --dry-run -Werror; }
+# Of one version on every system: another one formats some lines otherwise, and finds other things.
+check_format() { sources | xargs clang-format-14 --dry-run -Werror; }
 check_workflows() { tools/workflows/check && pytest tests/workflows; }
 check_lint() {
   configure clang &&
-    sources | grep '^\./dns_proxy_mac/.*\.cpp$' | xargs -n 3 -P "$(processors)" clang-tidy -p build/clang --quiet
+    sources | grep '^\./dns_proxy_mac/.*\.cpp$' | xargs -n 3 -P "$(processors)" clang-tidy-14 -p build/clang --quiet
 }

@@ -2,12 +2,11 @@
 
 import argparse
 import dataclasses
-import os
 import pathlib
 import sys
 import time
 
-from . import growth, latency, micro, peers, places, plot, programs, report, scenarios, sinks, syscalls
+from . import accounting, against, growth, latency, micro, peers, places, plot, programs, report, scenarios, sinks, syscalls
 from . import turns, yardsticks
 
 sys.path.append(str(places.REPOSITORY / "tests"))
@@ -60,7 +59,7 @@ def run(plan, binary, say):
     samples, delays = _measure_cpu(plan, binary, say)
     traced = [programs.proxy(sink, binary) for sink in sinks.NAMES]
     results = {
-        "about": {"rounds": plan.rounds, "seconds": plan.seconds, "processors": os.cpu_count()},
+        "about": {"rounds": plan.rounds, "seconds": plan.seconds, "processor": accounting.processor()},
         "cpu": {name: turns.summary(runs) for name, runs in samples.items()},
         "latency": delays,
         "syscalls": {
@@ -84,6 +83,8 @@ def main():
     parser = argparse.ArgumentParser(prog="bench/run", description="Measures the proxy against its yardsticks.")
     parser.add_argument("--quick", action="store_true", help="one short round of everything, in 90 seconds")
     parser.add_argument("--binary", type=pathlib.Path, default=places.PROXY, help="the proxy to measure")
+    parser.add_argument("--against", type=pathlib.Path, help="an earlier build of it: the two in turn, nothing else")
+    parser.add_argument("--rounds", type=int, default=15, help="how often each takes its turn against the other")
     arguments = parser.parse_args()
     begin = time.monotonic()
 
@@ -91,6 +92,10 @@ def main():
         print(f"{time.monotonic() - begin:6.0f} s  {what}", file=sys.stderr)
 
     namespace.enter_or_exit()
+    if arguments.against:
+        builds = {"then": arguments.against.resolve(), "now": arguments.binary.resolve()}
+        against.run(builds, arguments.rounds, FULL.seconds, say)
+        return
     run(QUICK if arguments.quick else FULL, arguments.binary.resolve(), say)
     print(f"The results are in {places.RESULTS.relative_to(places.REPOSITORY)}: results.md, results.json, cpu_per_query.svg")
 

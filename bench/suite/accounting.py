@@ -26,3 +26,10 @@ def user_and_system_seconds(pid):
 
 def resident_bytes(pid):
     return int(pathlib.Path(f"/proc/{pid}/statm").read_text().split()[1]) * _PAGE
+
+
+def processor():
+    """The processor's name: how dear a system call is, and with it every ratio, depends on it."""
+    lines = pathlib.Path("/proc/cpuinfo").read_text().splitlines()
+    names = [line.partition(":")[2].strip() for line in lines if line.startswith("model name")]
+    return f"{names[0] if names else 'unknown processor'}, {os.cpu_count()} of them"

@@ -104,8 +104,8 @@ def markdown(results, samples_by_scenario):
     about = results["about"]
     return "\n\n".join((
         "# Results of bench/run",
-        f"{about['rounds']} rounds of {about['seconds']:g} s a program, all programs in turn, {about['processors']} "
-        "processors. CPU time is the process's CPU clock, all threads; ratios are medians over the rounds.",
+        f"{about['rounds']} rounds of {about['seconds']:g} s a program, all programs in turn, on {about['processor']}. "
+        "CPU time is the process's CPU clock, all threads; ratios are medians over the rounds.",
         "## The figures to reach",
         _ratio_section(samples_by_scenario),
         _fixed_section(results),

@@ -1,11 +1,13 @@
 #include "dns_proxy_mac/engine/local_query_intake.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
 #include "dns_proxy_mac/engine/dns_message.h"
 #include "dns_proxy_mac/engine/method_fallback.h"
 #include "dns_proxy_mac/engine/socket_address.h"
+#include "dns_proxy_mac/engine/synthesized_responses.h"
 #include "dns_proxy_mac/platform.h"
 #include "dns_proxy_mac/state/shared_objects.h"
 #include "dns_proxy_mac/trace/print.h"
@@ -55,16 +57,20 @@ bool QuestionIsAccepted(const ReceivedQuery& query, const char* from, Question& 
 }
 
 // Stores the datagram with the proxy's id in place of the application's. Both ids are two raw bytes
-// in the machine's own order; the relay reads the proxy's back the same way. What the datagram does
-// not reach of the packet is zero already: filling it again would only make it take memory.
+// in the machine's own order; the relay reads the proxy's back the same way. Of the rest of the
+// packet only the bytes that can be used are zeroed: zeroing all of it would make it take memory.
 void StorePacket(ReceivedQuery& query, DnsRequest& request) {
+  const auto length = static_cast<std::size_t>(query.length);
   std::memcpy(&request.usClientId, query.bytes, sizeof(request.usClientId));
   std::memcpy(query.bytes, &request.usId, sizeof(request.usId));
-  std::memcpy(request.QueryPacket, query.bytes, static_cast<std::size_t>(query.length));
+  std::memcpy(request.QueryPacket, query.bytes, length);
+  std::memset(request.QueryPacket + length, 0,
+              std::min(kHostMapAnswerRoom, kDatagramCapacity - length));
   request.iQueryPacketLen = query.length;
 }
 
-std::unique_ptr<DnsRequest> MakeRequest(ReceivedQuery& query, const Question& question) {
+// Everything but what `FileAndStart` fills in.
+std::unique_ptr<DnsRequest> MakeRequest(const ReceivedQuery& query, const Question& question) {
   std::unique_ptr<DnsRequest> request(new DnsRequest);
   const bool reverse_lookup = std::strstr(question.name, kReverseLookupMark) != nullptr;
   request->CurrentDNSMethodIndex = reverse_lookup ? kReverseLookupMethodIndex : std::uint8_t{0};
@@ -74,18 +80,19 @@ std::unique_ptr<DnsRequest> MakeRequest(ReceivedQuery& query, const Question& qu
   request->usQType = question.qtype;
   request->usQClass = question.qclass;
   request->bSpare = false;
-  request->usId = g_QueryID++;
-  StorePacket(query, *request);
   return request;
 }
 
 // When the id has come round to a request that is still in flight, that one stays filed and is
 // advanced, and the new query is lost with its record: ids are not looked up before they are used.
-void FileAndStart(std::unique_ptr<DnsRequest> request, const Question& question) {
-  const std::uint16_t id = request->usId;
+void FileAndStart(ReceivedQuery& query, const Question& question) {
+  std::unique_ptr<DnsRequest> request = MakeRequest(query, question);
+  std::uint16_t id = 0;
   {
-    const RequestTableGuard guard(g_DnsRequestTable);
+    const Guard guard(g_DnsRequestTable);
     request->vecMethods = g_DnsMethodList;
+    id = request->usId = g_QueryID++;
+    StorePacket(query, *request);
     g_DnsRequestTable.Add(request.release());
   }
   trace::Print<trace::kRequestFiled>(question.name, id);
@@ -111,6 +118,6 @@ int RecvAndProcessPacketsFromLocalApps(int sock) {
   trace::Print<trace::kQueryReceived>(query.length, from.c_str());
   if (!HeaderIsAccepted(query, from.c_str())) return 0;
   if (!QuestionIsAccepted(query, from.c_str(), question)) return 0;
-  FileAndStart(MakeRequest(query, question), question);
+  FileAndStart(query, question);
   return 1;
 }

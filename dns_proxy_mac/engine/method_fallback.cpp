@@ -26,7 +26,7 @@ struct Forward {
 void SendToServer(std::uint16_t id, const Forward& forward) EXCLUDES(g_DnsRequestTable) {
   if (SendDatagram(g_SockToDNSServers, forward.packet, forward.length, forward.server)) return;
   trace::Print<trace::kForwardFailed>(id, static_cast<unsigned>(errno));
-  const RequestTableGuard guard(g_DnsRequestTable);
+  const Guard guard(g_DnsRequestTable);
   g_DnsRequestTable.Delete(id);
 }
 
@@ -63,38 +63,31 @@ const HostRespData* FindInHostMap(const DnsRequest& request) {
 
 void TryNextDNSQueryMethod(std::uint16_t id, bool bReasonIsTimeout) {
   trace::Print<trace::kNextMethodTried>(id, bReasonIsTimeout);
-  RequestTableGuard guard(g_DnsRequestTable);
-  RequestTable::Iterator found;
-  if (!g_DnsRequestTable.Find(id, found)) {
+  FiledRequest request(g_DnsRequestTable, id);
+  if (!request) {
     trace::Print<trace::kRequestToAdvanceNotFound>(id);
     return;
   }
-  DnsRequest& request = *found->second;
-  const auto list_size = static_cast<std::uint16_t>(request.vecMethods.size());
-  trace::Print<trace::kMethodPosition>(request.CurrentDNSMethodIndex, list_size);
-  if (request.CurrentDNSMethodIndex >= list_size) {
-    const std::unique_ptr<DnsRequest> refused = g_DnsRequestTable.Take(id);
-    guard.Release();
-    AnswerNoSuchName(*refused);
+  const auto list_size = static_cast<std::uint16_t>(request->vecMethods.size());
+  trace::Print<trace::kMethodPosition>(request->CurrentDNSMethodIndex, list_size);
+  if (request->CurrentDNSMethodIndex >= list_size) {
+    AnswerNoSuchName(*request.TakeOut());
     return;
   }
-  const DNSMethodInfo& method = request.vecMethods[request.CurrentDNSMethodIndex];
+  const DNSMethodInfo method = request->vecMethods[request->CurrentDNSMethodIndex];
   trace::Print<trace::kMethodType>(method.iDNSMethodType);
   if (method.iDNSMethodType == kMethodDnsServer) {
-    const Forward forward(request, method);
-    guard.Release();
+    const Forward forward(*request, method);
+    request.Release();
     SendToServer(id, forward);
     return;
   }
   if (method.iDNSMethodType != kMethodHostMap) return;
-  const HostRespData* record = FindInHostMap(request);
-  if (record == nullptr) {
-    g_DnsRequestTable.MoveOn(request);
-    guard.Release();
-    TryNextDNSQueryMethod(id, false);
+  if (const HostRespData* record = FindInHostMap(*request)) {
+    AnswerFromHostMap(*request.TakeOut(), *record);
     return;
   }
-  const std::unique_ptr<DnsRequest> answered = g_DnsRequestTable.Take(id);
-  guard.Release();
-  AnswerFromHostMap(*answered, *record);
+  ++request->CurrentDNSMethodIndex;  // 8 bits: behind 255 it is 0 again
+  request.Release();
+  TryNextDNSQueryMethod(id, false);
 }

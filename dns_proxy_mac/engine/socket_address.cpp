@@ -12,8 +12,7 @@ namespace {
 
 constexpr int kOctetDigits = 3;
 
-// A kept address in the room of the longest one, so that a family other than IPv4 makes nobody read
-// behind its 16 bytes.
+// Copies the 16 bytes into a 28-byte address, so that no call reads past them, whatever the family.
 SenderAddress Widened(const sockaddr& address) {
   SenderAddress wide;
   std::memset(&wide, 0, sizeof(wide));

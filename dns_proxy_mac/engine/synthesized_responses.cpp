@@ -14,7 +14,8 @@ constexpr std::uint16_t kAnswersToOthers = 1;
 }  // namespace
 
 bool HostMapAnswerFits(const DnsRequest& request) {
-  return static_cast<std::size_t>(request.iQueryPacketLen) + kAnswerRecordSize < kDatagramCapacity;
+  return static_cast<std::size_t>(request.iQueryPacketLen) + kHostMapAnswerRoom <=
+         kDatagramCapacity;
 }
 
 void BuildHostMapAnswer(DnsRequest& request, const HostRespData& record) {

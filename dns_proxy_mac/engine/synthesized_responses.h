@@ -6,8 +6,10 @@
 // The two messages that the proxy answers with itself, both made of the stored query. The record is
 // the caller's alone: taken out of the request table before.
 
-/// Whether the stored query leaves room for an answer record and the zero byte behind it: queries
-/// of up to 8175 bytes do.
+/// What the host map's answer takes behind the stored query: a record and a zero byte.
+inline constexpr std::size_t kHostMapAnswerRoom = kAnswerRecordSize + 1;
+
+/// Whether the stored query leaves that room: queries of up to 8175 bytes do.
 bool HostMapAnswerFits(const DnsRequest& request);
 
 /// Turns the stored query into the host map's answer, in place: the record behind its last byte,

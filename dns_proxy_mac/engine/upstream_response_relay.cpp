@@ -20,9 +20,8 @@ struct ReceivedResponse {
   SenderAddress sender;
 };
 
-// The count is read in the machine's own order and signed, as it always was: on a little-endian
-// machine 1 to 127 answers, or 256, are answers, and none or 128 are not. Which responses reach an
-// application depends on it.
+// Deliberately unswapped and signed: on a little-endian machine counts of 1 to 127 and 256 are
+// answers, 0 and 128 are not. Which responses reach an application depends on it.
 bool CarriesAnswers(const ReceivedResponse& response) {
   return static_cast<std::int16_t>(ReadHeader(response.bytes).AnswerCount) > 0;
 }
@@ -55,31 +54,27 @@ void RelayToApplication(const DnsRequest& request, ReceivedResponse& response, c
 
 void MatchToRequest(ReceivedResponse& response, const char* from) EXCLUDES(g_DnsRequestTable) {
   const std::uint16_t id = ReadHeader(response.bytes).usId;
-  RequestTableGuard guard(g_DnsRequestTable);
-  RequestTable::Iterator found;
-  if (!g_DnsRequestTable.Find(id, found)) {
+  FiledRequest request(g_DnsRequestTable, id);
+  if (!request) {
     trace::Print<trace::kResponseWithoutRequest>(from, id);
     return;
   }
-  DnsRequest& request = *found->second;
   bool waits = false;
-  const AddressText expected = ExpectedSource(request, waits);
+  const AddressText expected = ExpectedSource(*request, waits);
   // Only the address counts, not the port.
   if (!waits || std::strcmp(from, expected.c_str()) != 0) {
-    trace::Print<trace::kResponseFromWrongSource>(id, request.CurrentDNSMethodIndex, from,
+    trace::Print<trace::kResponseFromWrongSource>(id, request->CurrentDNSMethodIndex, from,
                                                   expected.c_str());
     return;
   }
   if (CarriesAnswers(response)) {
-    const std::unique_ptr<DnsRequest> answered = g_DnsRequestTable.Take(id);
-    guard.Release();
-    RelayToApplication(*answered, response, from);
-  } else {
-    trace::Print<trace::kResponseWithoutAnswer>(from, id, request.strDomain.c_str());
-    g_DnsRequestTable.MoveOn(request);
-    guard.Release();
-    TryNextDNSQueryMethod(id, false);
+    RelayToApplication(*request.TakeOut(), response, from);
+    return;
   }
+  trace::Print<trace::kResponseWithoutAnswer>(from, id, request->strDomain.c_str());
+  ++request->CurrentDNSMethodIndex;  // 8 bits: behind 255 it is 0 again
+  request.Release();
+  TryNextDNSQueryMethod(id, false);
 }
 
 }  // namespace

@@ -17,13 +17,12 @@ int SelectReadable(int sock, fd_set& readable, timeval* timeout) {
   return select(sock + 1, &readable, nullptr, nullptr, timeout);
 }
 
-// How many workers are between two waits. The trace is written out by the last of them that finds
-// nothing to do: until then somebody is sure to come by again.
+// How many workers are between two waits.
 std::atomic<int> g_WorkersAtWork{0};
 
-// Waits without limit until `sock` is readable; the result is that of `select`. Whoever would write
-// the trace out looks first, without waiting: while there is work, it stays in its buffer and is
-// written in large parts.
+// Waits without limit until `sock` is readable; the result is that of `select`. The last worker
+// that finds nothing to do writes the trace out before it waits; as long as another is at work,
+// that one is sure to come by.
 int WaitReadable(int sock, fd_set& readable) {
   trace::HandOver();
   if (sock >= FD_SETSIZE) return -1;  // the set has no place for it

@@ -16,20 +16,18 @@ inline constexpr std::size_t kDatagramCapacity = 8192;
 /// to 159 methods, so such a query is answered "no such name" at once instead of being forwarded.
 inline constexpr std::uint8_t kReverseLookupMethodIndex = 0x9F;
 
-/// One query in flight, from its acceptance to its answer. The request table owns it; whoever
-/// touches a filed record holds the table's lock.
+/// One query in flight, from its acceptance to its answer. The request table owns it; a filed
+/// record is reached through a `FiledRequest`.
 class DnsRequest {
  public:
-  /// Leaves the plain fields as they are: zero in a record made by `new`, unset in any other. The
-  /// intake fills every one before it files the record.
+  /// Leaves the plain fields unset. The intake fills every one before it files the record.
   DnsRequest();
   DnsRequest(const DnsRequest&) = delete;
   /// Takes over every field; a record may be assigned to itself.
   DnsRequest& operator=(const DnsRequest& other);
   ~DnsRequest() = default;
 
-  /// Zeroed storage, kept for the next record when it is freed. Throws std::bad_alloc when there is
-  /// none. Any thread.
+  /// Storage of the heap, kept for the next record when this one is freed. Any thread.
   static void* operator new(std::size_t size);
   static void operator delete(void* storage) noexcept;
 
@@ -43,7 +41,8 @@ class DnsRequest {
   std::int32_t iRecvLen;
   /// Where the query came from and its answer goes.
   sockaddr ClientAddr;
-  /// The query as it goes upstream; zero behind its `iQueryPacketLen` bytes.
+  /// The query as it goes upstream: `iQueryPacketLen` bytes and, as far as there is room, behind
+  /// them the zero bytes where a host map answer goes. The rest is unset and takes no memory.
   char QueryPacket[kDatagramCapacity];
   std::int32_t iQueryPacketLen;
   /// The question name as dotted text.

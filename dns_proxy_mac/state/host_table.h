@@ -15,11 +15,6 @@ inline constexpr std::size_t kAnswerAddressSize = 4;
 struct HostRespData {
   unsigned char Record[kAnswerRecordSize];
 
-  /// Zeroed storage of just this size: a block of the heap would be twice as large. Throws
-  /// std::bad_alloc when there is none. Any thread.
-  static void* operator new(std::size_t size);
-  static void operator delete(void* storage) noexcept;
-
   /// The four bytes of the address in wire order.
   const unsigned char* Address() const { return Record + kAnswerAddressOffset; }
 };

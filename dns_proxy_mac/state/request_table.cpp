@@ -13,43 +13,55 @@ bool RequestTable::Find(std::uint16_t id, Iterator& found) {
   return found != mapRequests.end();
 }
 
-void RequestTable::MoveOn(DnsRequest& request) { ++request.CurrentDNSMethodIndex; }
-
-std::unique_ptr<DnsRequest> RequestTable::Take(std::uint16_t id) {
+void RequestTable::Delete(std::uint16_t id) {
   Iterator found;
-  if (!Find(id, found)) return nullptr;
-  std::unique_ptr<DnsRequest> request(found->second);
+  if (!Find(id, found)) return;
+  delete found->second;
   mapRequests.erase(found);
-  return request;
 }
 
-void RequestTable::Delete(std::uint16_t id) { Take(id); }
-
 bool RequestTable::Delete(std::uint16_t id, DnsRequest& removed) {
-  const std::unique_ptr<DnsRequest> request = Take(id);
-  if (request == nullptr) return false;
-  removed = *request;
+  Iterator found;
+  if (!Find(id, found)) return false;
+  removed = *found->second;
+  Delete(id);
   return true;
 }
 
 bool RequestTable::Delete(std::uint16_t id, std::uint16_t& client_id, sockaddr& client_address) {
-  const std::unique_ptr<DnsRequest> request = Take(id);
-  if (request == nullptr) return false;
-  client_id = request->usClientId;
-  client_address = request->ClientAddr;
+  Iterator found;
+  if (!Find(id, found)) return false;
+  client_id = found->second->usClientId;
+  client_address = found->second->ClientAddr;
+  Delete(id);
   return true;
 }
 
 void RequestTable::Clear() {
-  while (!mapRequests.empty()) {
-    const auto first = mapRequests.begin();
-    DnsRequest* request = first->second;
-    mapRequests.erase(first);
-    delete request;
-  }
+  for (const auto& [id, request] : mapRequests) delete request;
+  mapRequests.clear();
 }
 
-void HoldRequestTableUntilExit(RequestTable& table)
-    NO_THREAD_SAFETY_ANALYSIS {  // takes the mutex itself
-  pthread_mutex_lock(&table.mutex);
+// The lock is the table's, which the check does not follow through a pointer.
+FiledRequest::FiledRequest(RequestTable& table, std::uint16_t id) NO_THREAD_SAFETY_ANALYSIS
+    : table_(&table) {
+  table_->Lock();
+  if (table_->Find(id, found_)) request_ = found_->second;
+}
+
+FiledRequest::~FiledRequest() {
+  if (table_ != nullptr) Release();
+}
+
+void FiledRequest::Release() NO_THREAD_SAFETY_ANALYSIS {
+  request_ = nullptr;
+  table_->Unlock();
+  table_ = nullptr;
+}
+
+std::unique_ptr<DnsRequest> FiledRequest::TakeOut() NO_THREAD_SAFETY_ANALYSIS {
+  std::unique_ptr<DnsRequest> request(request_);
+  table_->mapRequests.erase(found_);
+  Release();
+  return request;
 }

@@ -7,14 +7,14 @@
 #include <memory>
 #include <unordered_map>
 
+#include "dns_proxy_mac/mutex.h"
 #include "dns_proxy_mac/state/dns_request.h"
-#include "dns_proxy_mac/thread_annotations.h"
 
 /// The queries in flight, filed under the proxy's 16-bit id. Owns its records.
 ///
-/// Both worker threads use the one table of the process. Its operations lock nothing themselves:
-/// a caller holds `mutex` through a `RequestTableGuard` from before it looks at or files a record
-/// until it has finished with it, because `Find` hands out the record itself and not a copy.
+/// Both worker threads use the one table of the process. Its operations lock nothing themselves: a
+/// caller holds the table's mutex through a `Guard`, or reaches a filed record through a
+/// `FiledRequest`.
 class CAPABILITY("request table") RequestTable {
  public:
   using Map = std::unordered_map<std::uint16_t, DnsRequest*>;
@@ -27,6 +27,9 @@ class CAPABILITY("request table") RequestTable {
   /// The mutex is not destroyed: a worker may still be waiting for it.
   ~RequestTable();
 
+  void Lock() ACQUIRE() { pthread_mutex_lock(&mutex); }
+  void Unlock() RELEASE() { pthread_mutex_unlock(&mutex); }
+
   /// Files a filled record under its `usId`. When that id is still in flight the earlier record
   /// stays and this one is neither filed nor freed; the caller is not told.
   void Add(DnsRequest* request) REQUIRES(this);
@@ -34,13 +37,6 @@ class CAPABILITY("request table") RequestTable {
   /// True when `id` is filed; `found` is then its entry, otherwise the end of the table. The entry
   /// is good until the lock is given back or the id is deleted.
   bool Find(std::uint16_t id, Iterator& found) REQUIRES(this);
-
-  /// Moves a filed record on to its next method. The index has 8 bits: behind 255 it is 0 again.
-  void MoveOn(DnsRequest& request) REQUIRES(this);
-
-  /// Removes the record of `id` and hands it over, so that the caller can go on with it after
-  /// giving the lock back; null when there is none.
-  std::unique_ptr<DnsRequest> Take(std::uint16_t id) REQUIRES(this);
 
   /// Removes and frees the record of `id`; nothing happens when there is none.
   void Delete(std::uint16_t id) REQUIRES(this);
@@ -59,28 +55,29 @@ class CAPABILITY("request table") RequestTable {
   pthread_mutex_t mutex;
 };
 
-/// Holds a table's mutex for the length of a scope, or until it is given back early.
-class SCOPED_CAPABILITY RequestTableGuard {
+/// The one way to a filed record: it holds the table's mutex from before the record is looked up
+/// until the record is released or taken out. Afterwards there is no record to reach here.
+class SCOPED_CAPABILITY FiledRequest {
  public:
-  explicit RequestTableGuard(RequestTable& table) ACQUIRE(table) : table_(&table) {
-    pthread_mutex_lock(&table_->mutex);
-  }
-  RequestTableGuard(const RequestTableGuard&) = delete;
-  RequestTableGuard& operator=(const RequestTableGuard&) = delete;
-  ~RequestTableGuard() RELEASE() {
-    if (table_ != nullptr) pthread_mutex_unlock(&table_->mutex);
-  }
+  /// Takes the mutex and looks up the record of `id`.
+  FiledRequest(RequestTable& table, std::uint16_t id) ACQUIRE(table);
+  FiledRequest(const FiledRequest&) = delete;
+  FiledRequest& operator=(const FiledRequest&) = delete;
+  ~FiledRequest() RELEASE();
 
-  /// Gives the mutex back, once.
-  void Release() RELEASE() {
-    pthread_mutex_unlock(&table_->mutex);
-    table_ = nullptr;
-  }
+  /// Whether there is a record to reach.
+  explicit operator bool() const { return request_ != nullptr; }
+  DnsRequest& operator*() const { return *request_; }
+  DnsRequest* operator->() const { return request_; }
+
+  /// Leaves the record filed and gives the mutex back.
+  void Release() RELEASE();
+
+  /// Removes the record from the table, gives the mutex back and hands the record over.
+  std::unique_ptr<DnsRequest> TakeOut() RELEASE();
 
  private:
-  RequestTable* table_;
+  RequestTable* table_;  // null once the mutex is given back
+  RequestTable::Iterator found_;
+  DnsRequest* request_ = nullptr;
 };
-
-/// Takes a table's mutex and never gives it back: a worker that comes for it waits until the
-/// process is gone. For a process that ends while its query thread is at work.
-void HoldRequestTableUntilExit(RequestTable& table);

@@ -56,18 +56,18 @@ void TakeOver(Part& part) REQUIRES(g_Lock) {
 }  // namespace
 
 void OpenOutput() {
-  const MutexGuard guard(g_Lock);
+  const Guard guard(g_Lock);
   g_HasOutput = fcntl(STDOUT_FILENO, F_GETFD) != -1;
 }
 
 void HandOver() {
   if (t_Part.used == 0) return;
-  const MutexGuard guard(g_Lock);
+  const Guard guard(g_Lock);
   TakeOver(t_Part);
 }
 
 void Flush() {
-  const MutexGuard guard(g_Lock);
+  const Guard guard(g_Lock);
   TakeOver(t_Part);
   WriteOut();
 }

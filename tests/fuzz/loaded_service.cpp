@@ -8,7 +8,6 @@
 
 #include "dns_proxy_mac/startup/service_start.h"
 #include "dns_proxy_mac/startup/worker_threads.h"
-#include "dns_proxy_mac/state/block_store.h"
 #include "dns_proxy_mac/state/shared_objects.h"
 #include "tests/fuzz/check.h"
 #include "tests/fuzz/quiet_trace.h"
@@ -17,7 +16,7 @@ namespace {
 
 constexpr int kAnySocket = 1001;
 
-// The answer record of the pair being loaded: the first block that is taken for it. Nobody
+// The answer record of the pair being loaded: the first storage that is taken for it. Nobody
 // owns a later record of a domain listed twice, by design; here it is freed all the same, because
 // an hour of fuzzing would not fit into memory.
 bool g_RecordAwaited = false;
@@ -35,7 +34,7 @@ extern "C" {
 int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
                           void* argument);
 void __real__ZN9HostTable3AddEPcPKc(HostTable* table, char* domain, const char* address);
-void* __real__ZN10BlockStore4TakeEv(BlockStore* store);
+void* __real__Znwm(std::size_t size);
 
 int __wrap_socket(int family, int type, int protocol) {
   CHECK(family == AF_INET && type == SOCK_DGRAM && protocol == IPPROTO_UDP);
@@ -53,8 +52,8 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, v
   return __real_pthread_create(thread, attributes, body, argument);
 }
 
-void* __wrap__ZN10BlockStore4TakeEv(BlockStore* store) {
-  void* block = __real__ZN10BlockStore4TakeEv(store);
+void* __wrap__Znwm(std::size_t size) {
+  void* block = __real__Znwm(size);
   if (g_RecordAwaited) {
     g_RecordAwaited = false;
     g_Record = block;

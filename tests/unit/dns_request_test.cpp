@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <thread>
 
+#include "tests/unit/language_runtime.h"
 #include "tests/unit/proxy_fixture.h"
 
 namespace {
@@ -59,6 +61,43 @@ TEST(DnsRequestTest, DefaultConstructionMakesDomainAndMethodsEmpty) {
   const std::unique_ptr<DnsRequest> record(new DnsRequest);
   EXPECT_EQ(record->strDomain, "");
   EXPECT_TRUE(record->vecMethods.empty());
+}
+
+TEST(DnsRequestTest, StorageOfARecordThatIsGoneIsUsedForTheNext) {
+  auto* first = new DnsRequest;
+  auto* second = new DnsRequest;
+  EXPECT_NE(first, second);
+  delete first;
+  delete second;
+  auto* third = new DnsRequest;
+  auto* fourth = new DnsRequest;
+  EXPECT_EQ(third, second);
+  EXPECT_EQ(fourth, first);
+  delete third;
+  delete fourth;
+}
+
+TEST(DnsRequestTest, ManyQueriesOneAfterTheOtherTakeTheStorageOfOne) {
+  language_runtime::WatchAllocationsOf(sizeof(DnsRequest));
+  delete new DnsRequest;
+  language_runtime::WatchAllocationsOf(sizeof(DnsRequest));
+  for (int query = 0; query < 1000; ++query) delete new DnsRequest;
+  EXPECT_EQ(language_runtime::LastWatchedAllocation(), nullptr);
+}
+
+TEST(DnsRequestTest, ThreadsMakeAndFreeRecordsAtTheSameTime) {
+  const auto work = [] {
+    for (int turn = 0; turn < 2000; ++turn) {
+      const std::unique_ptr<DnsRequest> one(new DnsRequest);
+      const std::unique_ptr<DnsRequest> other(new DnsRequest);
+      one->usId = 1;
+      other->usId = 2;
+      ASSERT_EQ(one->usId, 1);
+    }
+  };
+  std::thread second(work);
+  work();
+  second.join();
 }
 
 TEST(DnsRequestTest, FieldsStandInTheirOrder) {

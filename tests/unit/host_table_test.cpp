@@ -134,9 +134,30 @@ TEST_F(HostTableTest, ClearRemovesEveryEntry) {
 TEST_F(HostTableTest, ClearFreesTheRecordOfEveryEntry) {
   Add("one.lan", "10.0.0.1");
   Add("two.lan", "10.0.0.2");
-  const std::size_t before = language_runtime::RecordsGivenBack();
+  const void* const one = table.mapHosts.at("one.lan");
+  const void* const two = table.mapHosts.at("two.lan");
+  EXPECT_FALSE(language_runtime::WasFreed(one) || language_runtime::WasFreed(two));
   table.Clear();
-  EXPECT_EQ(language_runtime::RecordsGivenBack() - before, 2U);
+  EXPECT_TRUE(language_runtime::WasFreed(one) && language_runtime::WasFreed(two));
+}
+
+TEST_F(HostTableTest, RecordOfARepeatedDomainIsNotFreed) {
+  Add("intra.lan", "10.1.2.3");
+  language_runtime::WatchAllocationsOf(sizeof(HostRespData));
+  Add("intra.lan", "10.9.9.9");
+  ASSERT_NE(language_runtime::LastWatchedAllocation(), nullptr);
+  EXPECT_FALSE(language_runtime::WasFreed(language_runtime::LastWatchedAllocation()));
+}
+
+TEST_F(HostTableTest, EveryLetterIsFolded) {
+  Add("abcdefghijklmnopqrstuvwxyz.lan", "10.1.2.3");
+  EXPECT_EQ(Found("ABCDEFGHIJKLMNOPQRSTUVWXYZ.LAN"),
+            "C0 0C 00 01 00 01 00 01 51 80 00 04 0A 01 02 03"_wire);
+}
+
+TEST_F(HostTableTest, BlankBeforeAnAddressSpoilsIt) {
+  Add("intra.lan", " 10.1.2.3");
+  EXPECT_EQ(Found("intra.lan"), "C0 0C 00 01 00 01 00 01 51 80 00 04 FF FF FF FF"_wire);
 }
 
 TEST_F(HostTableTest, SparePairStaysEmpty) {

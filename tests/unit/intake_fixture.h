@@ -19,7 +19,7 @@ class IntakeTest : public ProxyTest {
 
   /// The record in flight under `id`; the test has the only thread.
   static const DnsRequest& Request(std::uint16_t id) {
-    const RequestTableGuard guard(g_DnsRequestTable);
+    const Guard guard(g_DnsRequestTable);
     return *g_DnsRequestTable.mapRequests.at(id);
   }
 };

@@ -234,7 +234,7 @@ TEST_F(Main, WorkerThatHoldsTheRequestTableCanStillPrint) {
     int ends[2];
     if (pipe(ends) != 0) return kNoPipe;
     std::thread worker([&] {
-      const RequestTableGuard guard(g_DnsRequestTable);
+      const Guard guard(g_DnsRequestTable);
       (void)!write(ends[1], "h", 1);
       UntilMainWaitsForTheTable();
       for (const std::string& call : recording.Calls()) {

@@ -13,7 +13,7 @@ namespace {
 void ResetSharedObjects() {
   g_Hostmaps.Clear();
   g_DnsMethodList.clear();
-  const RequestTableGuard guard(g_DnsRequestTable);
+  const Guard guard(g_DnsRequestTable);
   g_DnsRequestTable.Clear();
   g_QueryID = 0;
   g_SockToClientApps = -1;
@@ -67,17 +67,17 @@ void SharedObjectsTest::AddHost(std::string domain, const char* address) {
 }
 
 bool SharedObjectsTest::InFlight(std::uint16_t id) {
-  const RequestTableGuard guard(g_DnsRequestTable);
+  const Guard guard(g_DnsRequestTable);
   return g_DnsRequestTable.mapRequests.count(id) == 1;
 }
 
 std::size_t SharedObjectsTest::RequestsInFlight() {
-  const RequestTableGuard guard(g_DnsRequestTable);
+  const Guard guard(g_DnsRequestTable);
   return g_DnsRequestTable.mapRequests.size();
 }
 
 std::uint8_t SharedObjectsTest::MethodIndex(std::uint16_t id) {
-  const RequestTableGuard guard(g_DnsRequestTable);
+  const Guard guard(g_DnsRequestTable);
   return g_DnsRequestTable.mapRequests.at(id)->CurrentDNSMethodIndex;
 }
 
@@ -99,12 +99,12 @@ void ProxyTest::Deliver(const UdpPeer& sender, const Wire& datagram, int sock) {
 
 void ProxyTest::File(const RequestInFlight& wanted) {
   ASSERT_FALSE(InFlight(wanted.id));
-  const RequestTableGuard guard(g_DnsRequestTable);
+  const Guard guard(g_DnsRequestTable);
   g_DnsRequestTable.Add(NewRequest(wanted, application.Address()));
 }
 
 void ProxyTest::Forget(std::uint16_t id) {
-  const RequestTableGuard guard(g_DnsRequestTable);
+  const Guard guard(g_DnsRequestTable);
   g_DnsRequestTable.Delete(id);
 }
 

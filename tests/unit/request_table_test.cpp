@@ -1,8 +1,10 @@
 #include "dns_proxy_mac/state/request_table.h"
 
 #include <cerrno>
+#include <cstring>
 #include <memory>
 
+#include "tests/unit/language_runtime.h"
 #include "tests/unit/proxy_fixture.h"
 
 namespace {
@@ -12,6 +14,7 @@ sockaddr_in Application() {
   address.sin_family = AF_INET;
   address.sin_port = htons(40000);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  std::memcpy(address.sin_zero, "to 16.", 7);  // so that it shows whether all bytes are copied
   return address;
 }
 
@@ -23,11 +26,25 @@ DnsRequest* Record(std::uint16_t id, const char* domain) {
   return NewRequest(wanted, Application());
 }
 
+DnsRequest* Filed(RequestTable& table, std::uint16_t id) REQUIRES(table) {
+  DnsRequest* const record = Record(id, "filed");
+  table.Add(record);
+  return record;
+}
+
+DnsRequest* FiledIn(RequestTable& table, std::uint16_t id) {
+  const Guard guard(table);
+  return Filed(table, id);
+}
+
+// Storage that goes with the record.
+const void* MethodsOf(const DnsRequest* record) { return record->vecMethods.data(); }
+
 }  // namespace
 
 TEST(RequestTableTest, FindOnAnEmptyTableReturnsFalseAndTheEnd) {
   RequestTable table;
-  const RequestTableGuard guard(table);
+  const Guard guard(table);
   RequestTable::Iterator found;
   EXPECT_FALSE(table.Find(0, found));
   EXPECT_TRUE(found == table.mapRequests.end());
@@ -35,7 +52,7 @@ TEST(RequestTableTest, FindOnAnEmptyTableReturnsFalseAndTheEnd) {
 
 TEST(RequestTableTest, FindOfAnotherIdReturnsFalseAndTheEnd) {
   RequestTable table;
-  const RequestTableGuard guard(table);
+  const Guard guard(table);
   table.Add(Record(7, "filed"));
   RequestTable::Iterator found = table.mapRequests.begin();
   EXPECT_FALSE(table.Find(8, found));
@@ -44,7 +61,7 @@ TEST(RequestTableTest, FindOfAnotherIdReturnsFalseAndTheEnd) {
 
 TEST(RequestTableTest, FindHandsOutTheFiledRecordItself) {
   RequestTable table;
-  const RequestTableGuard guard(table);
+  const Guard guard(table);
   DnsRequest* const record = Record(7, "filed");
   table.Add(record);
   RequestTable::Iterator found;
@@ -55,7 +72,7 @@ TEST(RequestTableTest, FindHandsOutTheFiledRecordItself) {
 
 TEST(RequestTableTest, SecondRecordOfAnIdIsNeitherFiledNorFreed) {
   RequestTable table;
-  const RequestTableGuard guard(table);
+  const Guard guard(table);
   DnsRequest* const first = Record(7, "first");
   const std::unique_ptr<DnsRequest> second(Record(7, "second"));
   table.Add(first);
@@ -70,7 +87,7 @@ TEST(RequestTableTest, SecondRecordOfAnIdIsNeitherFiledNorFreed) {
 
 TEST(RequestTableTest, RecordsAreFiledUnderTheSmallestAndTheLargestId) {
   RequestTable table;
-  const RequestTableGuard guard(table);
+  const Guard guard(table);
   table.Add(Record(0, "smallest"));
   table.Add(Record(65535, "largest"));
   RequestTable::Iterator found;
@@ -82,7 +99,7 @@ TEST(RequestTableTest, RecordsAreFiledUnderTheSmallestAndTheLargestId) {
 
 TEST(RequestTableTest, DeleteRemovesTheEntry) {
   RequestTable table;
-  const RequestTableGuard guard(table);
+  const Guard guard(table);
   table.Add(Record(7, "deleted"));
   table.Add(Record(8, "kept"));
   table.Delete(7);
@@ -93,7 +110,7 @@ TEST(RequestTableTest, DeleteRemovesTheEntry) {
 
 TEST(RequestTableTest, DeleteOfAnIdThatIsNotFiledChangesNothing) {
   RequestTable table;
-  const RequestTableGuard guard(table);
+  const Guard guard(table);
   table.Add(Record(7, "kept"));
   table.Delete(8);
   EXPECT_EQ(table.mapRequests.size(), 1U);
@@ -101,7 +118,7 @@ TEST(RequestTableTest, DeleteOfAnIdThatIsNotFiledChangesNothing) {
 
 TEST(RequestTableTest, RecordCopyingDeleteHandsOutAnEqualRecordOnce) {
   RequestTable table;
-  const RequestTableGuard guard(table);
+  const Guard guard(table);
   DnsRequest* const record = Record(7, "mail.local");
   record->bSpare = true;
   table.Add(record);
@@ -124,7 +141,7 @@ TEST(RequestTableTest, RecordCopyingDeleteHandsOutAnEqualRecordOnce) {
 
 TEST(RequestTableTest, AddressCopyingDeleteHandsOutWhereTheAnswerGoesOnce) {
   RequestTable table;
-  const RequestTableGuard guard(table);
+  const Guard guard(table);
   table.Add(Record(7, "mail.local"));
   std::uint16_t client_id = 0;
   sockaddr address{};
@@ -141,63 +158,57 @@ TEST(RequestTableTest, AddressCopyingDeleteHandsOutWhereTheAnswerGoesOnce) {
   EXPECT_EQ(WireAt(&address, 16), Repeated(16, 0));
 }
 
-TEST(RequestTableTest, TakeRemovesTheEntryAndHandsOverItsRecord) {
-  RequestTable table;
-  const RequestTableGuard guard(table);
-  DnsRequest* const record = Record(7, "taken");
-  table.Add(record);
-  const std::unique_ptr<DnsRequest> taken = table.Take(7);
-  EXPECT_EQ(taken.get(), record);
-  EXPECT_EQ(taken->strDomain, "taken");
-  EXPECT_TRUE(table.mapRequests.empty());
-}
-
-TEST(RequestTableTest, MoveOnStepsToTheNextMethodAndFrom255To0) {
-  RequestTable table;
-  const RequestTableGuard guard(table);
-  DnsRequest* record = Record(7, "moved");
-  table.Add(record);
-  record->CurrentDNSMethodIndex = 3;
-  table.MoveOn(*record);
-  EXPECT_EQ(record->CurrentDNSMethodIndex, 4);
-  record->CurrentDNSMethodIndex = 255;
-  table.MoveOn(*record);
-  EXPECT_EQ(record->CurrentDNSMethodIndex, 0);
-}
-
-TEST(RequestTableTest, TakeOfAnIdThatIsNotFiledIsNull) {
-  RequestTable table;
-  const RequestTableGuard guard(table);
-  table.Add(Record(7, "kept"));
-  EXPECT_EQ(table.Take(8), nullptr);
-  EXPECT_EQ(table.mapRequests.size(), 1U);
-}
-
 TEST(RequestTableTest, ClearOnAnEmptyTableDoesNothing) {
   RequestTable table;
-  const RequestTableGuard guard(table);
+  const Guard guard(table);
   table.Clear();
   EXPECT_TRUE(table.mapRequests.empty());
 }
 
 TEST(RequestTableTest, AfterClearEveryFindReturnsFalse) {
   RequestTable table;
-  const RequestTableGuard guard(table);
+  const Guard guard(table);
   for (std::uint16_t id = 0; id < 100; ++id) table.Add(Record(id, "cleared"));
   table.Clear();
   RequestTable::Iterator found;
   for (std::uint16_t id = 0; id < 100; ++id) EXPECT_FALSE(table.Find(id, found));
 }
 
-TEST(RequestTableTest, DestructionFreesWhatIsFiledOrTheLeakCheckReportsIt) {
+TEST(RequestTableTest, ClearAndDestructionFreeWhatIsFiled) {
+  const void* cleared = nullptr;
+  const void* destroyed = nullptr;
+  {
+    RequestTable table;
+    const Guard guard(table);  // given back before the table goes
+    cleared = MethodsOf(Filed(table, 7));
+    table.Clear();
+    EXPECT_TRUE(language_runtime::WasFreed(cleared));
+    destroyed = MethodsOf(Filed(table, 8));
+    EXPECT_FALSE(language_runtime::WasFreed(destroyed));
+  }
+  EXPECT_TRUE(language_runtime::WasFreed(destroyed));
+}
+
+TEST(RequestTableTest, EveryDeleteFreesTheRecord) {
   RequestTable table;
-  const RequestTableGuard guard(table);  // given back before the table goes
-  table.Add(Record(7, "freed"));
+  const Guard guard(table);
+  DnsRequest copy;
+  std::uint16_t client_id = 0;
+  sockaddr address{};
+  const void* const first = MethodsOf(Filed(table, 7));
+  const void* const second = MethodsOf(Filed(table, 8));
+  const void* const third = MethodsOf(Filed(table, 9));
+  table.Delete(7);
+  EXPECT_TRUE(language_runtime::WasFreed(first));
+  table.Delete(8, copy);
+  EXPECT_TRUE(language_runtime::WasFreed(second));
+  table.Delete(9, client_id, address);
+  EXPECT_TRUE(language_runtime::WasFreed(third));
 }
 
 TEST(RequestTableTest, EntriesWithoutARecordAreRemovedLikeAnyOther) {
   RequestTable table;
-  const RequestTableGuard guard(table);
+  const Guard guard(table);
   table.mapRequests[7] = nullptr;
   table.mapRequests[8] = nullptr;
   table.Delete(7);
@@ -206,30 +217,67 @@ TEST(RequestTableTest, EntriesWithoutARecordAreRemovedLikeAnyOther) {
   EXPECT_TRUE(table.mapRequests.empty());
 }
 
-TEST(RequestTableGuardTest, HoldsTheMutexForTheLengthOfItsScope) {
+TEST(GuardTest, HoldsTheMutexForTheLengthOfItsScope) {
   RequestTable table;
   {
-    const RequestTableGuard guard(table);
+    const Guard guard(table);
     EXPECT_EQ(pthread_mutex_trylock(&table.mutex), EBUSY);
   }
   EXPECT_EQ(pthread_mutex_trylock(&table.mutex), 0);
   pthread_mutex_unlock(&table.mutex);
 }
 
-TEST(RequestTableGuardTest, GivesTheMutexBackEarlyAndOnce) {
+TEST(FiledRequestTest, HoldsTheMutexWhileItsRecordCanBeReached) {
   RequestTable table;
+  DnsRequest* const record = FiledIn(table, 7);
   {
-    RequestTableGuard guard(table);
-    guard.Release();
+    FiledRequest request(table, 7);
+    ASSERT_TRUE(request);
+    EXPECT_EQ(&*request, record);
+    EXPECT_EQ(request->strDomain, "filed");
+    EXPECT_EQ(pthread_mutex_trylock(&table.mutex), EBUSY);
+  }
+  EXPECT_EQ(pthread_mutex_trylock(&table.mutex), 0);
+  pthread_mutex_unlock(&table.mutex);
+}
+
+TEST(FiledRequestTest, IdThatIsNotFiledHasNoRecordAndHoldsTheMutexForItsScope) {
+  RequestTable table;
+  FiledIn(table, 7);
+  {
+    const FiledRequest request(table, 8);
+    EXPECT_FALSE(request);
+    EXPECT_EQ(pthread_mutex_trylock(&table.mutex), EBUSY);
+  }
+  EXPECT_EQ(pthread_mutex_trylock(&table.mutex), 0);
+  pthread_mutex_unlock(&table.mutex);
+}
+
+TEST(FiledRequestTest, ReleaseGivesTheMutexBackOnceAndLeavesNoWayToTheRecord) {
+  RequestTable table;
+  FiledIn(table, 7);
+  {
+    FiledRequest request(table, 7);
+    request.Release();
+    EXPECT_FALSE(request);
+    EXPECT_EQ(request.operator->(), nullptr);
     EXPECT_EQ(pthread_mutex_trylock(&table.mutex), 0);
   }
   EXPECT_EQ(pthread_mutex_trylock(&table.mutex), EBUSY);  // the end of the scope left it alone
   pthread_mutex_unlock(&table.mutex);
+  EXPECT_TRUE(FiledRequest(table, 7));
 }
 
-TEST(RequestTableGuardTest, TableHeldUntilExitIsNotGivenBack) {
+TEST(FiledRequestTest, TakeOutRemovesTheEntryAndHandsOverItsRecord) {
   RequestTable table;
-  HoldRequestTableUntilExit(table);
-  EXPECT_EQ(pthread_mutex_trylock(&table.mutex), EBUSY);
+  DnsRequest* const record = FiledIn(table, 7);
+  FiledRequest request(table, 7);
+  const std::unique_ptr<DnsRequest> taken = request.TakeOut();
+  EXPECT_EQ(taken.get(), record);
+  EXPECT_EQ(taken->strDomain, "filed");
+  EXPECT_FALSE(request);
+  EXPECT_EQ(request.operator->(), nullptr);
+  EXPECT_EQ(pthread_mutex_trylock(&table.mutex), 0);
   pthread_mutex_unlock(&table.mutex);
+  EXPECT_FALSE(FiledRequest(table, 7));
 }

@@ -38,7 +38,7 @@ TEST_F(SharedObjects, RequestsStillInFlightAreFreedAtExit) {
   // Under the leak check the child's status would tell.
   ChildProcess child([this] {
     AddHost("mail.local", "10.1.2.3");
-    const RequestTableGuard guard(g_DnsRequestTable);
+    const Guard guard(g_DnsRequestTable);
     g_DnsRequestTable.Add(NewRequest(RequestInFlight(), sockaddr_in{}));
     return 0;
   });

@@ -168,7 +168,7 @@ TEST_F(Workers, TraceIsLeftToTheOtherWorkerWhileThatIsAtWork) {
   Ask(""_wire);
   std::thread query_thread;
   {
-    const RequestTableGuard guard(g_DnsRequestTable);
+    const Guard guard(g_DnsRequestTable);
     query_thread = std::thread(thread_query, nullptr);
     UntilNextQueryHas(0);  // the first is taken, and its worker comes no further than the table
     system_calls::Substitute(Call::kSelect, {{-1, EBADF}});

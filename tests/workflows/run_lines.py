@@ -26,7 +26,9 @@ import yaml
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 ENTER = REPOSITORY / "tests/packaging/enter_system_copy"
 CHECKOUT = "__w/checkout"
-SETTINGS_OF_REGISTRIES = ["/etc/apt", "/etc/ssl/certs", "/etc/resolv.conf", "/etc/hosts", "/root/.npmrc"]
+SETTINGS_OF_REGISTRIES = [
+    "/etc/apt", "/etc/ssl/certs", "/usr/local/share/ca-certificates", "/etc/resolv.conf", "/etc/hosts", "/root/.npmrc",
+]  # fmt: skip
 # Where an npm looks for its system's settings, depending on who has packaged it.
 SETTINGS_OF_NPM = ["/etc/npmrc", "/usr/etc/npmrc", "/usr/local/etc/npmrc"]
 LIST_OF_SOURCES = "etc/apt/sources.list"

@@ -263,6 +263,52 @@ def test_install_refuses_a_macos_that_is_too_old(mac):
     assert installed(mac) == []
 
 
+def verified(program):
+    """What the last look at a program says of this one."""
+    command = [REPOSITORY / "packaging/macos/verify", program]
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+    return done.returncode, done.stdout
+
+
+def test_program_for_one_machine_alone_is_noticed(archive):
+    program = REPOSITORY / "build/macos/arm64/dns_proxy_mac"
+    assert verified(program) == (
+        1, f"packaging/macos/verify: {program}: not for x86_64 and arm64, but for: arm64\n"
+    )  # fmt: skip
+
+
+def test_program_that_names_the_folder_it_was_built_in_is_noticed(mac, tmp_path):
+    program = tmp_path / "program"
+    program.write_bytes(mac.file("/archive/files/usr/local/sbin/dns_proxy_mac").read_bytes())
+    assert verified(program) == (0, "")
+    with program.open("ab") as file:
+        file.write(str(REPOSITORY).encode())
+    assert verified(program) == (
+        1, f"packaging/macos/verify: {program}: names the folder that it was built in\n"
+    )  # fmt: skip
+
+
+def test_program_that_needs_another_library_is_noticed(mac, tmp_path):
+    program = tmp_path / "program"
+    content = mac.file("/archive/files/usr/local/sbin/dns_proxy_mac").read_bytes()
+    assert content.count(b"/usr/lib/libSystem.B.dylib") == 2
+    program.write_bytes(content.replace(b"/usr/lib/libSystem.B.dylib", b"/usr/lib/libSystem.C.dylib"))
+    said = "".join(f"packaging/macos/verify: {program}: {machine}: needs /usr/lib/libSystem.C.dylib\n"
+                   for machine in ("x86_64", "arm64"))  # fmt: skip
+    assert verified(program) == (1, said)
+
+
+def test_program_for_a_later_macos_is_noticed(mac, tmp_path):
+    program = tmp_path / "program"
+    content = mac.file("/archive/files/usr/local/sbin/dns_proxy_mac").read_bytes()
+    macos_13, macos_14 = (struct.pack("<II", 1, version << 16) for version in (13, 14))
+    assert content.count(macos_13) == 2
+    program.write_bytes(content.replace(macos_13, macos_14))
+    said = "".join(f"packaging/macos/verify: {program}: {machine}: not for macOS 13.0 and later\n"
+                   for machine in ("x86_64", "arm64"))  # fmt: skip
+    assert verified(program) == (1, said)
+
+
 def test_second_build_elsewhere_gives_the_same_bytes(archive, tmp_path):
     """Other folder, nothing kept from the first build but the compiler itself."""
     names = subprocess.run(

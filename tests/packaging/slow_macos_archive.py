@@ -182,7 +182,7 @@ def test_uninstall_keeps_the_configuration(mac):
 
 def test_uninstall_with_purge_leaves_nothing(mac):
     run(mac, "/archive/install")
-    for name in ("trace", "trace.before", "trace.0.gz", "events"):
+    for name in ("trace", "trace.before", "trace.0.gz", "events", "names", "names.d/office", "never_listed"):
         mac.put(f"/var/log/Varnok/{name}", "")
     run(mac, UNINSTALL, "--purge")
 

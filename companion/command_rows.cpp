@@ -82,8 +82,12 @@ Work DescribeGuard(CLI::App& command) {
 }
 
 Work DescribeStatus(CLI::App& command) {
-  command.footer("Exit status: 0 when it runs, both workers live and it answers; 1 when not.");
-  return RunStatus;
+  static StatusOptions options;
+  command.add_flag("--json", options.json, "Print one JSON object instead of lines");
+  command.footer(
+      "Exit status: 0 when the proxy runs, both workers live, it and all of its servers\n"
+      "answer, and no option of the host's resolver is in the way; 1 when not.");
+  return [] { return RunStatus(options); };
 }
 
 }  // namespace

@@ -27,11 +27,11 @@ struct CheckOptions {
 /// meant. kOk, kNo or kError.
 int RunCheck(const CheckOptions& options);
 
-/// How many findings `RunCheck` would print for the proxy's own two files.
+/// How many findings `RunCheck` would print for the proxy's own two files, and what is in them.
 struct CheckVerdict {
   std::size_t errors;
   std::size_t warnings;
-  std::size_t servers;
+  ServerList servers;
   std::size_t host_map_entries;
 };
 CheckVerdict CheckQuietly();
@@ -76,8 +76,13 @@ struct GuardOptions {
 /// there is no proxy or the system refuses, as one without such filters does.
 int RunGuard(const GuardOptions& options);
 
-/// Prints in a dozen lines how the proxy is. kOk when it runs, both workers live and it answers.
-int RunStatus();
+struct StatusOptions {
+  bool json = false;
+};
+
+/// Prints in a dozen lines how the proxy and its servers are. kOk when nothing keeps questions from
+/// being answered, otherwise kNo.
+int RunStatus(const StatusOptions& options);
 
 // The commands on names. Each prints what it did and returns the exit status: kOk, kNo when there
 // is no such name or list, kError when a file can't be read or written or the host map is left as

@@ -149,8 +149,7 @@ CheckVerdict CheckQuietly() {
   Files files;
   Report report(Report::Form::kCountsOnly);
   Check(CheckOptions{}, files, report);
-  return {report.errors(), report.warnings(), files.servers.servers.size(),
-          files.host_map.entries.size()};
+  return {report.errors(), report.warnings(), files.servers.servers, files.host_map.entries.size()};
 }
 
 }  // namespace ctl

@@ -25,7 +25,8 @@ _dns_proxy_ctl() {
         probe) words="--timeout --upstreams --help" ;;
         trace) [[ $current == -* ]] && words="--follow --json --help" ;;
         guard) words="--remove --help" ;;
-        watch | status) words="--help" ;;
+        watch) words="--help" ;;
+        status) words="--json --help" ;;
         name | list) words=$(_dns_proxy_ctl_names "$command $part" "$current") ;;
       esac
       ;;

@@ -17,13 +17,6 @@
 namespace ctl {
 namespace {
 
-// "0.12 ms".
-std::string InMilliseconds(double milliseconds) {
-  char text[32];
-  std::snprintf(text, sizeof(text), "%.2f ms", milliseconds);
-  return text;
-}
-
 // Whether the configured list is long enough for reverse names to be sent to a server.
 bool ServersAnswerReverseNames() {
   SilenceTrace();
@@ -45,68 +38,103 @@ ProbeResult Judge(const Exchange& exchange) {
 
 constexpr std::size_t kAskedAtOnce = 200;  // sockets; descriptors are often limited to 256
 
-constexpr char kCircles[] = "it is the proxy itself: queries that come to it circle for ever";
-constexpr char kWaits[] = ": queries that come to it wait until it answers";
-constexpr char kDrops[] = ": queries that come to it are dropped";
-
-struct Outcome {
-  bool answered;
-  std::string words;
-};
-
-void PrintLine(std::size_t number, const std::string& address, const Outcome& outcome) {
-  char start[64];
-  std::snprintf(start, sizeof(start), "server %zu  %-15s  ", number, address.c_str());
-  Print(start + outcome.words + '\n');
-}
-
-Outcome Judge(const Exchange& exchange, int timeout_ms) {
+ServerState StateOf(const Exchange& exchange) {
   switch (exchange.state()) {
     case ExchangeState::kAnswered:
-      return {true, "answered in " + InMilliseconds(exchange.milliseconds()) + " (" +
-                        InWords(exchange.answer()) + ")"};
+      return ServerState::kAnswers;
     case ExchangeState::kNobodyThere:
-      return {false, std::string("nobody listens there") + kWaits};
+      return ServerState::kNobodyThere;
     case ExchangeState::kFailed:
-      return {false, "can't be asked (" + exchange.reason() + ")" + kDrops};
+      return ServerState::kUnreachable;
     case ExchangeState::kWaiting:
       break;
   }
-  return {false, "no answer within " + std::to_string(timeout_ms) + " ms" + kWaits};
+  return ServerState::kSilent;
 }
 
-// Why a server is not to be asked; empty when it is.
-std::string WhyNotAsked(const AddressReading& address) {
-  if (!address.accepted) return std::string("no address") + kDrops;
+// Whether the server is to be asked at all; `probe` tells otherwise why not.
+bool IsToBeAsked(const std::string& server, ServerProbe& probe) {
+  const AddressReading address = ReadAddress(server);
+  probe.address = address.Dotted();
   const in_addr_t number = address.address.s_addr;
-  const bool itself = number == htonl(INADDR_LOOPBACK) || number == htonl(INADDR_ANY);
-  return itself ? kCircles : "";
+  if (!address.accepted) {
+    probe.state = ServerState::kNoAddress;
+  } else if (number == htonl(INADDR_LOOPBACK) || number == htonl(INADDR_ANY)) {
+    probe.state = ServerState::kProxyItself;
+  } else {
+    return true;
+  }
+  return false;
 }
 
-// Asks servers `begin` to `end` of the list. How many did not answer.
-std::size_t AskSome(const ServerList& servers, std::size_t begin, std::size_t end, int timeout_ms) {
+// Asks servers `begin` to `end` of the list.
+void AskSome(const ServerList& servers, std::size_t begin, std::size_t end, int timeout_ms,
+             std::vector<ServerProbe>& probes) {
   Exchanges exchanges;
   std::vector<Exchange*> asked;  // one per server, null where it is not to be asked
   for (std::size_t at = begin; at < end; ++at) {
     Exchange* exchange = nullptr;
-    if (WhyNotAsked(ReadAddress(servers[at])).empty()) {
+    if (IsToBeAsked(servers[at], probes.emplace_back())) {
       const sockaddr_in to = MakeIpv4Address(servers[at].c_str(), kDnsPort);
       exchange = exchanges.emplace_back(std::make_unique<Exchange>(to)).get();
     }
     asked.push_back(exchange);
   }
   WaitForAnswers(exchanges, timeout_ms);
-
-  std::size_t without_answer = 0;
   for (std::size_t at = begin; at < end; ++at) {
-    const AddressReading address = ReadAddress(servers[at]);
     const Exchange* exchange = asked[at - begin];
-    const Outcome outcome =
-        exchange == nullptr ? Outcome{false, WhyNotAsked(address)} : Judge(*exchange, timeout_ms);
-    PrintLine(at + 1, address.Dotted(), outcome);
-    if (!outcome.answered) ++without_answer;
+    if (exchange == nullptr) continue;
+    ServerProbe& probe = probes[at];
+    probe.state = StateOf(*exchange);
+    probe.milliseconds = exchange->milliseconds();
+    probe.reason = exchange->reason();
+    probe.is_off_line = exchange->IsWithoutRoute();
+    if (probe.state == ServerState::kAnswers) probe.answer = InWords(exchange->answer());
   }
-  return without_answer;
+}
+
+std::string WordsFor(const ServerProbe& probe, int timeout_ms) {
+  constexpr char kWaits[] = ": queries that come to it wait until it answers";
+  constexpr char kDrops[] = ": queries that come to it are dropped";
+  switch (probe.state) {
+    case ServerState::kAnswers:
+      return "answered in " + InMilliseconds(probe.milliseconds) + " (" + probe.answer + ")";
+    case ServerState::kNobodyThere:
+      return std::string("nobody listens there") + kWaits;
+    case ServerState::kUnreachable:
+      return "can't be asked (" + probe.reason + ")" + kDrops;
+    case ServerState::kProxyItself:
+      return "it is the proxy itself: queries that come to it circle for ever";
+    case ServerState::kNoAddress:
+      return std::string("no address") + kDrops;
+    case ServerState::kSilent:
+      break;
+  }
+  return "no answer within " + std::to_string(timeout_ms) + " ms" + kWaits;
+}
+
+int ProbeUpstreams(int timeout_ms) {
+  SilenceTrace();
+  ServerFileText file;
+  ReadServers(kServerFile, file);
+  const std::string path = kServerFile;
+  if (!IsReadByProxy(file.text)) {
+    Complain(path + ": " + file.text.reason + '.');
+    return kError;
+  }
+  if (file.servers.empty()) {
+    Print("there is no server in " + path + '\n');
+    return kNo;
+  }
+  bool all_answer = true;
+  std::size_t number = 0;
+  for (const ServerProbe& probe : ProbeServers(file.servers, file.servers.size(), timeout_ms)) {
+    char start[64];
+    std::snprintf(start, sizeof(start), "server %zu  %-15s  ", ++number, probe.address.c_str());
+    Print(start + WordsFor(probe, timeout_ms) + '\n');
+    all_answer = all_answer && probe.state == ServerState::kAnswers;
+  }
+  return all_answer ? kOk : kNo;
 }
 
 }  // namespace
@@ -126,28 +154,22 @@ ProbeResult ProbeProxy(int timeout_ms) {
     case ExchangeState::kWaiting:
       break;
   }
-  return {false, "no answer within " + std::to_string(timeout_ms) + " ms"};
+  return {false, "no answer within " + std::to_string(timeout_ms) + " ms", true};
 }
 
-int ProbeUpstreams(int timeout_ms) {
-  SilenceTrace();
-  ServerFileText file;
-  ReadServers(kServerFile, file);
-  const std::string path = kServerFile;
-  if (!IsReadByProxy(file.text)) {
-    Complain(path + ": " + file.text.reason + '.');
-    return kError;
+std::vector<ServerProbe> ProbeServers(const ServerList& servers, std::size_t most, int timeout_ms) {
+  std::vector<ServerProbe> probes;
+  const std::size_t count = std::min(most, servers.size());
+  for (std::size_t at = 0; at < count; at += kAskedAtOnce) {
+    AskSome(servers, at, std::min(at + kAskedAtOnce, count), timeout_ms, probes);
   }
-  if (file.servers.empty()) {
-    Print("there is no server in " + path + '\n');
-    return kNo;
-  }
-  std::size_t without_answer = 0;
-  for (std::size_t at = 0; at < file.servers.size(); at += kAskedAtOnce) {
-    const std::size_t end = std::min(at + kAskedAtOnce, file.servers.size());
-    without_answer += AskSome(file.servers, at, end, timeout_ms);
-  }
-  return without_answer == 0 ? kOk : kNo;
+  return probes;
+}
+
+std::string InMilliseconds(double milliseconds) {
+  char text[32];
+  std::snprintf(text, sizeof(text), "%.2f ms", milliseconds);
+  return text;
 }
 
 int RunProbe(const ProbeOptions& options) {

@@ -119,6 +119,7 @@ Exchange::~Exchange() {
 void Exchange::Fail(int error) {
   state_ = error == ECONNREFUSED ? ExchangeState::kNobodyThere : ExchangeState::kFailed;
   reason_ = std::strerror(error);
+  is_without_route_ = error == ENETUNREACH || error == EHOSTUNREACH || error == ENETDOWN;
 }
 
 void Exchange::Receive() {

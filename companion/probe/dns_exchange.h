@@ -55,6 +55,8 @@ class Exchange {
   double milliseconds() const { return milliseconds_; }
   /// Why it failed, in the system's words.
   const std::string& reason() const { return reason_; }
+  /// Whether it failed because this host has no way to the address.
+  bool IsWithoutRoute() const { return is_without_route_; }
 
  private:
   void Fail(int error);
@@ -66,6 +68,7 @@ class Exchange {
   std::string answer_;
   double milliseconds_ = 0;
   std::string reason_;
+  bool is_without_route_ = false;
 };
 
 using Exchanges = std::vector<std::unique_ptr<Exchange>>;

@@ -1,27 +1,23 @@
-#include <cmath>
-#include <cstdio>
+#include <algorithm>
 #include <optional>
 
 #include "common/configuration/findings.h"
-#include "common/output/exit_status.h"
-#include "common/output/output.h"
 #include "common/output/shown_text.h"
 #include "common/platform/process_table.h"
+#include "common/platform/user_access.h"
 #include "companion/commands.h"
 #include "companion/guard/guard.h"
 #include "companion/probe/probe.h"
-#include "companion/status/resolver.h"
+#include "companion/status/host_resolver.h"
+#include "companion/status/report.h"
 
 namespace ctl {
 namespace {
 
-constexpr char kRootIsNeeded[] = "not to be seen: root alone sees the processes of others here";
+// No query gets to a server behind that place of the list.
+constexpr std::size_t kMostServersAsked = 256;
 
-void PrintRow(const char* subject, const std::string& words) {
-  char start[32];
-  std::snprintf(start, sizeof(start), "%-13s ", subject);
-  Print(start + words + '\n');
-}
+constexpr char kRootIsNeeded[] = "not to be seen: root alone sees the processes of others here";
 
 std::string Duration(double seconds) {
   const auto whole = static_cast<std::uint64_t>(std::max(0.0, seconds));
@@ -32,59 +28,140 @@ std::string Duration(double seconds) {
 }
 
 // False unless both workers live.
-bool PrintProcess(const std::optional<Process>& proxy) {
+bool AddProcess(const std::optional<Process>& proxy, StatusReport& report) {
   if (!proxy) {
-    PrintRow("proxy", SeesAllProcesses() ? "not running" : kRootIsNeeded);
+    report.Add("proxy", SeesAllProcesses() ? "not running" : kRootIsNeeded, false);
     return false;
   }
-  PrintRow("proxy", "running as process " + std::to_string(proxy->pid) + " for " +
-                        Duration(SecondsSinceStart(*proxy)));
+  report.Add("proxy", "running as process " + std::to_string(proxy->pid) + " for " +
+                          Duration(SecondsSinceStart(*proxy)));
   const std::size_t threads = ThreadsOf(*proxy).size();
   if (threads == kThreadsOfServingProxy) {
-    PrintRow("workers", "both alive");
+    report.Add("workers", "both alive");
     return true;
   }
-  if (threads == kThreadsOfServingProxy - 1 && HoldsLocalPort(*proxy)) {
-    PrintRow("workers", "the intake of queries has ended: nothing can be asked until a restart");
-  } else {
-    PrintRow("workers", "not both there: it is starting, or ending");
-  }
+  const bool has_lost_intake = threads == kThreadsOfServingProxy - 1 && HoldsLocalPort(*proxy);
+  report.Add("workers",
+             has_lost_intake
+                 ? "the intake of queries has ended: nothing can be asked until a restart"
+                 : "not both there: it is starting, or ending",
+             false);
   return false;
 }
 
-void PrintPort(const std::optional<Process>& proxy) {
+std::string PortInWords(const std::optional<Process>& proxy) {
+  if (proxy && HoldsLocalPort(*proxy)) return "held by the proxy";
   const PortHolder holder = HolderOfLocalPort();
-  if (proxy && HoldsLocalPort(*proxy)) {
-    PrintRow("127.0.0.1:53", "held by the proxy");
-  } else if (!holder.is_held) {
-    PrintRow("127.0.0.1:53", SeesAllProcesses() ? "free" : kRootIsNeeded);
-  } else if (holder.pid == 0) {
-    PrintRow("127.0.0.1:53", "held by " + Shown(holder.name) + "; root can see which");
-  } else {
-    PrintRow("127.0.0.1:53",
-             "held by " + Shown(holder.name) + ", process " + std::to_string(holder.pid));
+  if (!holder.is_held) return SeesAllProcesses() ? "free" : kRootIsNeeded;
+  const std::string held = "held by " + Shown(holder.name);
+  return held +
+         (holder.pid == 0 ? "; root can see which" : ", process " + std::to_string(holder.pid));
+}
+
+std::string ServerInWords(const ServerProbe& probe) {
+  switch (probe.state) {
+    case ServerState::kAnswers:
+      return probe.address + " answers in " + InMilliseconds(probe.milliseconds);
+    case ServerState::kSilent:
+      return probe.address + " is silent";
+    case ServerState::kNobodyThere:
+      return "nobody listens at " + probe.address;
+    case ServerState::kUnreachable:
+      return probe.address + " can't be asked (" + probe.reason + ")";
+    case ServerState::kProxyItself:
+      return probe.address + " is the proxy itself";
+    case ServerState::kNoAddress:
+      break;
+  }
+  return "a line is no address";
+}
+
+// Each of a few servers, or those of many that do not answer, and how many do.
+std::string ServersInWords(const std::vector<ServerProbe>& probes, std::size_t answer) {
+  constexpr std::size_t kMostNamed = 8;
+  const bool names_all = probes.size() <= kMostNamed;
+  std::string words =
+      names_all ? "" : Grouped(answer) + " of " + Grouped(probes.size()) + " answer";
+  std::size_t named = 0;
+  for (const ServerProbe& probe : probes) {
+    if (!names_all && probe.state == ServerState::kAnswers) continue;
+    if (++named > kMostNamed) return words + "; and more";
+    words += (words.empty() ? "" : "; ") + ServerInWords(probe);
+  }
+  return words;
+}
+
+void AddServers(const ServerList& servers, const HostResolver& host, StatusReport& report) {
+  if (servers.empty()) {
+    report.Add("servers", host.names_ipv6_only
+                              ? "none: this host names its servers by IPv6 addresses only, and the "
+                                "proxy asks IPv4 ones"
+                              : "none");
+    return;
+  }
+  const std::vector<ServerProbe> probes = ProbeServers(servers, kMostServersAsked, kUsualTimeoutMs);
+  const auto answers = [](const ServerProbe& probe) {
+    return probe.state == ServerState::kAnswers;
+  };
+  const auto answer =
+      static_cast<std::size_t>(std::count_if(probes.begin(), probes.end(), answers));
+  report.Add("servers", ServersInWords(probes, answer), answer == probes.size());
+  const auto is_off_line = [](const ServerProbe& probe) { return probe.is_off_line; };
+  if (std::all_of(probes.begin(), probes.end(), is_off_line)) {
+    report.Add("network",
+               "off line: there is no way to any server, and queries to them are dropped", false);
+  }
+  for (const ServerProbe& probe : probes) {
+    if (!IsResolved(probe.address) || !host.resolved_asks_proxy) continue;
+    report.Add("circle",
+               "server " + probe.address +
+                   " is systemd-resolved, which asks the proxy: queries "
+                   "circle for ever",
+               false);
+    break;
+  }
+}
+
+void AddFiles(StatusReport& report) {
+  for (const char* path : {kServerFile, kHostMapFile}) {
+    const auto obstacle = WhatKeepsFromReading(kServiceUser, path);
+    if (!obstacle) continue;
+    report.Add("files", std::string(kServiceUser) + ", the user of the service, may not " +
+                            (obstacle->is_folder ? "pass " : "read ") + obstacle->path);
   }
 }
 
 }  // namespace
 
-int RunStatus() {
+int RunStatus(const StatusOptions& options) {
+  StatusReport report(options.json);
   const std::optional<Process> proxy = FindProxy();
-  const bool workers_live = PrintProcess(proxy);
-  PrintPort(proxy);
+  const bool workers_live = AddProcess(proxy, report);
+  report.Add("127.0.0.1:53", PortInWords(proxy));
   const std::string guard = proxy ? GuardInWords(*proxy) : "";
-  if (!guard.empty()) PrintRow("guard", guard);
-  PrintRow("resolver", ReadResolverTarget().words);
+  if (!guard.empty()) report.Add("guard", guard);
+
+  const HostResolver host = ReadHostResolver();
+  report.Add("resolver", host.words);
+  if (!host.bad_options.empty()) report.Add("options", host.bad_options, !host.asks_proxy);
 
   const CheckVerdict verdict = CheckQuietly();
-  PrintRow("servers", Grouped(verdict.servers));
-  PrintRow("host map", Counted(verdict.host_map_entries, "entry", "entries"));
+  AddServers(verdict.servers, host, report);
+  report.Add("host map", Counted(verdict.host_map_entries, "entry", "entries"));
+  AddFiles(report);
   const bool is_clean = verdict.errors + verdict.warnings == 0;
-  PrintRow("check", CountsInWords(verdict.errors, verdict.warnings) +
-                        (is_clean ? "" : ", see dns_proxy_ctl check"));
+  report.Add("check", CountsInWords(verdict.errors, verdict.warnings) +
+                          (is_clean ? "" : ", see dns_proxy_ctl check"));
+
   const ProbeResult probe = ProbeProxy(kUsualTimeoutMs);
-  PrintRow("probe", probe.words);
-  return workers_live && probe.is_well ? kOk : kNo;
+  report.Add("probe", probe.words, probe.is_well);
+  if (workers_live && probe.is_silent) {
+    report.Add("remedy",
+               "restart the proxy: both workers live and nothing is answered, so every number of a "
+               "query waits for a silent server",
+               false);
+  }
+  return report.Finish();
 }
 
 }  // namespace ctl

@@ -49,7 +49,7 @@ def offered_by_bash(line):
         ("dns_proxy_ctl trace -", ["--follow", "--json", "--help"]),
         ("dns_proxy_ctl watch ", ["--help"]),
         ("dns_proxy_ctl guard --", ["--remove", "--help"]),
-        ("dns_proxy_ctl status --h", ["--help"]),
+        ("dns_proxy_ctl status ", ["--json", "--help"]),
         ("dns_proxy_ctl name ", ["add", "remove", "list", "explain", "apply", "import", "--help"]),
         ("dns_proxy_ctl name list ", ["--help"]),
         ("dns_proxy_ctl list ", ["add", "remove", "show", "--help"]),

@@ -46,15 +46,16 @@ def rows(text):
 
 
 def test_all_is_well():
-    with ctl.serving(dns=b"192.0.2.1\n", hostmap=HOST_MAP):
-        text, code = status()
+    with ctl.answering("127.0.0.2", lambda datagram: [ctl.empty_response(datagram)]):
+        with ctl.serving(dns=b"127.0.0.2\n", hostmap=HOST_MAP):
+            text, code = status()
     assert text == """\
 proxy         running as process N for N seconds
 workers       both alive
 127.0.0.1:53  held by the proxy
 guard         off: a malformed datagram ends the intake
 resolver      /etc/resolv.conf points at the proxy
-servers       1
+servers       127.0.0.2 answers in N ms
 host map      1 entry
 check         nothing to report
 probe         answered in N ms
@@ -69,7 +70,7 @@ def test_nothing_runs():
 proxy         not running
 127.0.0.1:53  free
 resolver      /etc/resolv.conf points at the proxy
-servers       2
+servers       192.0.2.1 can't be asked (Network is unreachable); a line is no address
 host map      2 entries
 check         2 errors, 1 warning, see dns_proxy_ctl check
 probe         nobody listens there

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "common/output/json_writer.h"
+
+namespace ctl {
+
+/// The rows of `status`: a line each as they come, or one JSON object at the end.
+class StatusReport {
+ public:
+  explicit StatusReport(bool json);
+  StatusReport(const StatusReport&) = delete;
+  StatusReport& operator=(const StatusReport&) = delete;
+
+  /// One row. What is not well makes the exit status kNo.
+  void Add(std::string_view subject, const std::string& words, bool is_well = true);
+
+  /// The last of it. The exit status.
+  int Finish();
+
+ private:
+  bool is_json_;
+  bool is_well_ = true;
+  JsonWriter json_;
+};
+
+}  // namespace ctl

@@ -1,157 +1,244 @@
 #include "common/trace/line_reading.h"
 
-#include <charconv>
-#include <cstddef>
-
-#include "common/trace/line_pattern.h"
+#include <algorithm>
 
 namespace ctl {
 namespace {
 
-// A line that begins with "func: ", the function and the message's number: what follows them.
-struct Message {
-  int number;
-  std::string_view function;
-  std::string_view pattern;
-  EventKind kind;
-};
+constexpr auto kNowhere = std::string_view::npos;
+constexpr std::size_t kLongestName = 1024;
+// A datagram's name lies behind its header and a first length byte.
+constexpr std::int64_t kBytesInFrontOfName = 13;
+constexpr std::size_t kLongestTail = 160;  // what follows a name in its line
+constexpr std::size_t kOtherLinesBetween = 1024;
 
-constexpr std::string_view kMain = "main";
-constexpr std::string_view kStart = "StartDnsSrv";
-constexpr std::string_view kAnswerThread = "thread_answer";
-constexpr std::string_view kQueryThread = "thread_query";
-constexpr std::string_view kIntake = "RecvAndProcessPacketsFromLocalApps";
-constexpr std::string_view kDecoder = "ExtractDomain";
-constexpr std::string_view kFallback = "TryNextDNSQueryMethod";
-constexpr std::string_view kRelay = "RecvAndProcessPacketsFromDNSServer";
+// Behind a name in line 432: the line end, and line 464 up to the same name.
+const std::string& BetweenCopies() {
+  static const std::string between = '\n' + std::string(RowOf(Line::kRequestFiled).plain[0]);
+  return between;
+}
 
-constexpr Message kMessages[] = {
-    {79, kMain, " StartDnsSrv failed", EventKind::kNotStarted},
-    {86, kMain, " StartDnsSrv failed", EventKind::kNotStarted},
-    {90, kMain, " StartDnsSrv success", EventKind::kServiceEnded},
-    {103, kStart, " socket invalid", EventKind::kPassing},
-    {115, kStart, " bind %a:%d failed", EventKind::kBindFailed},
-    {118, kStart, " bind %a:%d success", EventKind::kPassing},
-    {124, kStart, " Add host map: %n -> %a", EventKind::kHostMapAdded},
-    {136, kStart, " Add KQ DNS to list: %n", EventKind::kServerAdded},
-    {151, kStart, " pthread_create g_thread_answer failed", EventKind::kPassing},
-    {154, kStart, " pthread_create g_thread_answer success", EventKind::kPassing},
-    {158, kStart, " pthread_create thread_query failed", EventKind::kPassing},
-    {161, kStart, " pthread_create thread_query success", EventKind::kServing},
-    {222, kAnswerThread, " Socket SockToDNSServers is invalid, AnswerThread exit",
-     EventKind::kResponseWaitFailed},
-    {230, kAnswerThread, " AnswerThread: select failed. exit.", EventKind::kResponseWaitFailed},
-    {235, kAnswerThread, " AnswerThread: select timeout.", EventKind::kPassing},
-    {239, kAnswerThread, " AnswerThread: received dns response.", EventKind::kPassing},
-    {245, kAnswerThread, " RecvAndProcessPacketsFromDNSServer failed, exit.",
-     EventKind::kRelayEnded},
-    {264, kQueryThread, " Socket SockToClientApps is invalid, QueryThread exit",
-     EventKind::kQueryWaitFailed},
-    {273, kQueryThread, " QureyThread: select failed. exit", EventKind::kQueryWaitFailed},
-    {282, kQueryThread, " ****QureyThread***: received dns request", EventKind::kPassing},
-    {308, kRelay, " RecvAndProcessPacketsFromDNSServer: socket fd is invalid",
-     EventKind::kResponseReceiveFailed},
-    {314, kRelay, " RecvAndProcessPacketsFromDNSServer: recv nothing...",
-     EventKind::kResponseReceiveFailed},
-    {325, kRelay, " FromDNSServer: recv %d data from %a", EventKind::kResponseDatagram},
-    {327, kRelay, " FromDNSServer: do_answer: answer too short: %d, from: %a",
-     EventKind::kResponseTooShort},
-    {338, kRelay, " rsp from: %a, id: %d, request not found", EventKind::kUnknownResponse},
-    {352, kRelay, " id: %d, dns_index:%d current dns rsp from: %a, should from: %e, it seems error",
-     EventKind::kWrongSource},
-    {364, kRelay, " id: %d: sendto failed: %d", EventKind::kAnswerNotSent},
-    {367, kRelay, " domain %n received answer %d.%d.%d.%d from %a, we have to delete id:%d",
-     EventKind::kRelayed},
-    {372, kRelay, " rsp from: %a, id: %d, for : %n, no such name", EventKind::kWithoutAnswer},
-    {393, kIntake, "RecvAndProcessPacketsFromLocalApps: socket fd is invalid",
-     EventKind::kQueryReceiveFailed},
-    {398, kIntake, "RecvAndProcessPacketsFromLocalApps: recv nothing...",
-     EventKind::kQueryReceiveFailed},
-    {412, kIntake, "FromAPP: received %d data from %a", EventKind::kQueryDatagram},
-    {415, kIntake, "FromAPP: query too short from %a", EventKind::kQueryTooShort},
-    {420, kIntake, " pDNSHeader QuestionCount :%d", EventKind::kPassing},
-    {423, kIntake, "FromAPP: QuestionCount invalid: %d, from: %a",
-     EventKind::kQuestionCountRefused},
-    {429, kIntake, "FromAPP: domain is empty, from: %a", EventKind::kDomainEmpty},
-    {432, kIntake, " received dns request............%n", EventKind::kPassing},
-    {464, kIntake, "FromAPP: the request domain is %n, id:%d", EventKind::kRequestFiled},
-    {482, kDecoder, "ExtractDomain invalid value:%d", EventKind::kNameCutShort},
-    {488, kDecoder, "ExtractDomain: buffer overflow when parsing qname, chunk_len: %d",
-     EventKind::kNameCutShort},
-    {504, kDecoder, "ExtractDomain: buffer overflow when add suffix dot, chunk_len: %d",
-     EventKind::kNameCutShort},
-    {614, kFallback, "TryNextDNSQueryMethod: id: %d, bReasonIsTimeout:%d", EventKind::kAdvanced},
-    {618, kFallback, "TryNextDNSQueryMethod: %a: id: %d, request not found", EventKind::kPassing},
-    {624, kFallback, " CurrentDNSMethodIndex: %d, DnsListSize:%d", EventKind::kPosition},
-    {669, kFallback, " find %n from hostmap, ip:%d.%d.%d.%d, req id:%d",
-     EventKind::kFoundInHostMap},
-    {673, kFallback, "DNS service: sendto for host map failed", EventKind::kAnswerNotSent},
-    {685, kFallback, " no more DNS methods, send no such name response", EventKind::kExhausted},
-    {703, kFallback, "TryNextDNSQueryMethod: id: %d, sendto failed", EventKind::kAnswerNotSent},
-};
+std::size_t LongestName(const ReadingState& state) {
+  if (state.datagram_size < 0) return kLongestName;
+  const std::int64_t longest = std::max<std::int64_t>(state.datagram_size - kBytesInFrontOfName, 1);
+  return std::min(static_cast<std::size_t>(longest), kLongestName);
+}
 
-// The few lines without a number.
-struct PlainLine {
-  std::string_view pattern;
-  EventKind kind;
-};
-constexpr PlainLine kPlainLines[] = {
-    {"**********hostmap****TryNextDNSQueryMethod: iCurrentDNSMethodType:%d(0: dns, 1:hostmap)",
-     EventKind::kMethod},
-    {"TryNextDNSQueryMethod: id: %d,sendto failed: %d", EventKind::kForwardFailed},
-    {"read hostmap: %n", EventKind::kConfigurationLine},
-    {"read dns: %n", EventKind::kConfigurationLine},
-    {"dnsproxy: dns_size:%d, hostmap_size:%d", EventKind::kConfigurationCounts},
-};
-
-constexpr std::string_view kPrefix = "func: ";
-constexpr std::string_view kBeforeNumber = "(line:";
-constexpr std::size_t kNumbers = 704;  // one more than the highest message number
-
-// The message of each number, so that none has to be searched for.
-struct MessageIndex {
-  constexpr MessageIndex() {
-    for (const Message& message : kMessages) {
-      by_number[static_cast<std::size_t>(message.number)] = &message;
-    }
+Fit BeginsWith(std::string_view text, std::string_view what) {
+  if (text.size() >= what.size()) {
+    return text.substr(0, what.size()) == what ? Fit::kYes : Fit::kNo;
   }
-  const Message* by_number[kNumbers] = {};
-};
-constexpr MessageIndex kIndex;
+  return what.substr(0, text.size()) == text ? Fit::kMore : Fit::kNo;
+}
 
-bool ReadPlainLine(std::string_view line, Event& event) {
-  for (const PlainLine& plain : kPlainLines) {
-    if (plain.pattern.front() != line.front()) continue;
-    event = Event();
-    event.kind = plain.kind;
-    if (MatchLine(line, plain.pattern, event)) return true;
-  }
-  return false;
+// Whether line 614 of the query just filed comes, or the run has been broken off in front of its
+// end.
+Fit GoesOnWithTry(std::string_view text, bool is_all, std::int32_t id) {
+  const LineRow& row = RowOf(Line::kNextMethodTried);
+  LineFields tried;
+  const Fit fit = TakeLine(row, text, tried);
+  if (fit == Fit::kYes) return tried.id == id ? Fit::kYes : Fit::kNo;
+  if (fit == Fit::kMore) return is_all ? Fit::kYes : Fit::kMore;
+  const std::string whole =
+      std::string(row.plain[0]) + std::to_string(id) + std::string(row.plain[1]) + "0\n";
+  const auto differs = std::mismatch(text.begin(), text.end(), whole.begin(), whole.end()).first;
+  text.remove_prefix(static_cast<std::size_t>(differs - text.begin()));
+  return BeginsLikeRun(text) ? Fit::kYes : Fit::kNo;
 }
 
 }  // namespace
 
-bool ReadTraceLine(std::string_view line, Event& event) {
-  if (line.empty()) return false;
-  if (line.substr(0, kPrefix.size()) != kPrefix) return ReadPlainLine(line, event);
-  line.remove_prefix(kPrefix.size());
-  const std::size_t open = line.find('(');
-  if (open == std::string_view::npos) return false;
-  const std::string_view function = line.substr(0, open);
-  line.remove_prefix(open);
-  if (line.substr(0, kBeforeNumber.size()) != kBeforeNumber) return false;
-  line.remove_prefix(kBeforeNumber.size());
-  std::size_t number = 0;
-  const auto result = std::from_chars(line.data(), line.data() + line.size(), number);
-  line.remove_prefix(static_cast<std::size_t>(result.ptr - line.data()));
-  if (result.ec != std::errc() || number >= kNumbers || line.empty() || line.front() != ')') {
-    return false;
+void ReadingState::Forget() {
+  steps.Forget();
+  start.Forget();
+  next_id = kUnknown;
+  datagram_size = kUnknown;
+}
+
+bool KnownNames::IsNamed(std::int32_t id, std::string_view name) const {
+  return AnyName(id, [name](std::string_view known) { return known == name; });
+}
+
+bool KnownNames::MayBeWithoutName(std::int32_t id) const {
+  return !ids_without_name.empty() && ids_without_name[static_cast<std::size_t>(id)];
+}
+
+bool KnownNames::MayBecomeLongName(std::string_view text) const {
+  return AnyWithLineFeed() && queries_->MayBecomeLongName(text);
+}
+
+Fit LineReading::Collect(const ReadingState& state, std::string_view text, bool is_all,
+                         LineFields& fields) {
+  readings_.clear();
+  const LineRow* row = nullptr;
+  const Fit known = Recognise(text, likely_[last_], row);
+  if (known != Fit::kYes) return known;
+  likely_[last_] = row;
+  last_ = static_cast<std::size_t>(row->line);
+  fields = LineFields();
+  fields.line = row->line;
+  std::size_t field = 0;
+  const Fit fit = TakeFields(*row, text, field, fields);
+  if (fit != Fit::kYes || field == row->roles.size()) return fit;
+  switch (row->line) {
+    case Line::kDomainDecoded:
+      return CollectDecoded(state, text, is_all, fields);
+    case Line::kRequestFiled:
+      return CollectFiledAlone(state, text, fields);
+    case Line::kResponseWithoutAnswer:
+      return CollectWithoutAnswer(text, fields);
+    default:
+      return CollectByTail(text, is_all, fields);
   }
-  const Message* message = kIndex.by_number[number];
-  if (message == nullptr || message->function != function) return false;
-  event = Event();
-  event.kind = message->kind;
-  return MatchLine(line.substr(1), message->pattern, event);
+}
+
+// The name of `head` ends at `end`: whether the text behind it says so.
+Fit LineReading::FitDecoded(const ReadingState& state, std::string_view text, bool is_all,
+                            std::size_t begin, std::size_t end, LineFields& fields) const {
+  const std::string_view name = text.substr(begin, end - begin);
+  const std::size_t copy = end + BetweenCopies().size();
+  const Fit fit = BeginsWith(text.substr(copy), name);
+  if (fit != Fit::kYes) return fit;
+  const LineRow& filed = RowOf(Line::kRequestFiled);
+  fields = LineFields();
+  fields.line = Line::kRequestFiled;
+  fields.text = name;
+  fields.size = copy + name.size();
+  LineFields behind = fields;
+  // The plain text in front of the name has been passed: what is left begins behind the name.
+  std::size_t at = fields.size;
+  const std::string_view tail = filed.plain[1];
+  const Fit tail_fit = BeginsWith(text.substr(at), tail);
+  if (tail_fit != Fit::kYes) return tail_fit;
+  behind.size = 0;
+  std::size_t field = 1;
+  const std::string_view rest = text.substr(at);
+  const Fit id_fit = TakeFields(filed, rest, field, behind);
+  if (id_fit != Fit::kYes) return id_fit;
+  if (state.next_id != ReadingState::kUnknown && behind.id != state.next_id) return Fit::kNo;
+  fields.id = behind.id;
+  fields.size = at + behind.size;
+  return GoesOnWithTry(text.substr(fields.size), is_all, fields.id);
+}
+
+Fit LineReading::CollectDecoded(const ReadingState& state, std::string_view text, bool is_all,
+                                const LineFields& head) {
+  const std::string& between = BetweenCopies();
+  const std::size_t begin = head.size;
+  const std::size_t last_end = begin + LongestName(state);
+  const std::string_view searched = text.substr(0, last_end + between.size());
+  bool may_come = !is_all && searched.size() < last_end + between.size();
+  doubtful_ = last_end + between.size() + (last_end - begin) + kLongestTail;
+  for (std::size_t end = searched.find(between, begin + 1); end != kNowhere;
+       end = searched.find(between, end + 1)) {
+    LineFields fields;
+    const Fit fit = FitDecoded(state, text, is_all, begin, end, fields);
+    if (fit == Fit::kMore && !is_all) return Fit::kMore;
+    if (fit != Fit::kYes) continue;
+    readings_.push_back(fields);
+    // A longer name begins with all of this reading, and line 614 behind it.
+    const std::size_t shortest = fields.size + RowOf(Line::kNextMethodTried).plain[0].size();
+    if (shortest > last_end) {
+      may_come = false;
+      break;
+    }
+  }
+  if (may_come) return Fit::kMore;
+  std::reverse(readings_.begin(), readings_.end());
+  return readings_.empty() ? CollectDecodedAlone(text, is_all, head) : Fit::kYes;
+}
+
+// In traces of version 1.0 lines of the other worker may come between the two copies; names with
+// line feeds are not expected there. At the end of the trace line 464 may be missing.
+Fit LineReading::CollectDecodedAlone(std::string_view text, bool is_all, const LineFields& head) {
+  const std::size_t end = text.find('\n', head.size);
+  if (end == kNowhere) return is_all || text.size() > doubtful_ ? Fit::kNo : Fit::kMore;
+  const std::string_view name = text.substr(head.size, end - head.size);
+  std::string copy = BetweenCopies();
+  copy.append(name).append(RowOf(Line::kRequestFiled).plain[1]);
+  const std::string_view behind = text.substr(end, kOtherLinesBetween);
+  const bool is_last = is_all && BeginsWith(behind, copy) == Fit::kMore;
+  if (name.empty()) return Fit::kNo;
+  if (!is_last && behind.find(copy) == kNowhere) {
+    return is_all || behind.size() == kOtherLinesBetween ? Fit::kNo : Fit::kMore;
+  }
+  readings_.push_back(head);
+  readings_.back().text = name;
+  readings_.back().size = end + 1;
+  return Fit::kYes;
+}
+
+// Line 464 without line 432 directly in front of it.
+Fit LineReading::CollectFiledAlone(const ReadingState& state, std::string_view text,
+                                   const LineFields& head) {
+  if (!state.steps.MayFileAlone()) return Fit::kNo;
+  const std::size_t line_end = text.find('\n', head.size);
+  if (line_end == kNowhere)
+    return text.size() > kLongestName + kLongestTail ? Fit::kNo : Fit::kMore;
+  const LineRow& row = RowOf(Line::kRequestFiled);
+  const std::size_t end = text.substr(0, line_end).rfind(row.plain[1]);
+  if (end == kNowhere || end < head.size) return Fit::kNo;
+  LineFields fields = head;
+  fields.text = text.substr(head.size, end - head.size);
+  if (state.steps.HasDecoded() && fields.text != names_->decoded) return Fit::kNo;
+  fields.size = end;
+  std::size_t field = 1;
+  const Fit fit = TakeFields(row, text, field, fields);
+  if (fit == Fit::kYes) readings_.push_back(fields);
+  return fit;
+}
+
+Fit LineReading::CollectWithoutAnswer(std::string_view text, const LineFields& head) {
+  const std::string_view tail = RowOf(Line::kResponseWithoutAnswer).plain[3];
+  bool needs_more = false;
+  const auto take = [&](std::string_view name) {
+    Fit fit = BeginsWith(text.substr(head.size), name);
+    if (fit == Fit::kYes) fit = BeginsWith(text.substr(head.size + name.size()), tail);
+    needs_more = needs_more || fit == Fit::kMore;
+    if (fit != Fit::kYes) return false;
+    readings_.push_back(head);
+    readings_.back().text = text.substr(head.size, name.size());
+    readings_.back().size = head.size + name.size() + tail.size();
+    return true;
+  };
+  if (names_->AnyName(head.id, take)) return Fit::kYes;
+  if (needs_more) return Fit::kMore;
+  doubtful_ = kLongestName + kLongestTail;
+  if (!names_->MayBeWithoutName(head.id)) return Fit::kNo;
+  const std::size_t line_end = text.find('\n', head.size);
+  if (line_end == kNowhere) return text.size() > doubtful_ ? Fit::kNo : Fit::kMore;
+  take(text.substr(head.size, text.substr(0, line_end + 1).rfind(tail) - head.size));
+  return readings_.empty() ? Fit::kNo : Fit::kYes;
+}
+
+// Lines whose name stands in front of its id.
+Fit LineReading::CollectByTail(std::string_view text, bool is_all, const LineFields& head) {
+  const LineRow& row = RowOf(head.line);
+  const std::string_view between = row.plain[1];
+  const std::size_t line_end = text.find('\n', head.size);
+  const std::size_t longest = head.size + kLongestName + kLongestTail;
+  const bool reaches_on = names_->AnyWithLineFeed();
+  doubtful_ = reaches_on ? longest : 0;
+  if (line_end == kNowhere && text.size() < longest) return Fit::kMore;
+  const std::string_view searched = text.substr(0, reaches_on ? longest : line_end);
+  for (std::size_t end = searched.find(between, head.size + 1); end != kNowhere;
+       end = searched.find(between, end + 1)) {
+    LineFields fields = head;
+    fields.text = text.substr(head.size, end - head.size);
+    fields.size = end;
+    std::size_t field = 1;
+    const Fit fit = TakeFields(row, text, field, fields);
+    if (fit == Fit::kMore && !is_all) return Fit::kMore;
+    if (fit != Fit::kYes) continue;
+    const bool is_of_line = end < line_end && names_->MayBeWithoutName(fields.id);
+    if (is_of_line || names_->IsNamed(fields.id, fields.text)) readings_.push_back(fields);
+  }
+  if (reaches_on && !is_all && text.size() < longest &&
+      names_->MayBecomeLongName(text.substr(head.size))) {
+    return Fit::kMore;
+  }
+  std::reverse(readings_.begin(), readings_.end());
+  return readings_.empty() ? Fit::kNo : Fit::kYes;
 }
 
 }  // namespace ctl

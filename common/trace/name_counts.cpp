@@ -11,8 +11,9 @@ void NameCounts::Add(std::string_view name) {
     ++found->second;
     return;
   }
-  if (counts_.size() >= kMostNames) Forget();
+  if (counts_.size() >= kMostNames || bytes_ >= kMostBytes) Forget();
   counts_.emplace(key_, 1);
+  bytes_ += key_.size();
 }
 
 // The lower half goes, together with all that are equal to the highest of it.
@@ -24,7 +25,9 @@ void NameCounts::Forget() {
   std::nth_element(numbers.begin(), middle, numbers.end());
   const std::uint64_t limit = *middle;
   for (auto entry = counts_.begin(); entry != counts_.end();) {
-    entry = entry->second <= limit ? counts_.erase(entry) : std::next(entry);
+    const bool goes = entry->second <= limit;
+    if (goes) bytes_ -= entry->first.size();
+    entry = goes ? counts_.erase(entry) : std::next(entry);
   }
   has_forgotten_ = true;
 }

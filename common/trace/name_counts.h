@@ -14,6 +14,7 @@ namespace ctl {
 class NameCounts {
  public:
   static constexpr std::size_t kMostNames = 200000;
+  static constexpr std::size_t kMostBytes = 16 << 20;  // of names
 
   void Add(std::string_view name);
 
@@ -32,6 +33,7 @@ class NameCounts {
 
   std::unordered_map<std::string, std::uint64_t> counts_;
   std::string key_;  // kept for its storage
+  std::size_t bytes_ = 0;
   bool has_forgotten_ = false;
 };
 

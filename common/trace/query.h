@@ -52,7 +52,8 @@ struct Query {
   DropReason loss = DropReason::kLostAtEnd;  ///< meant for kLost: kIdStillWaiting,
                                              ///< kNotSentToServer or kLostAtEnd
   std::int64_t begun = 0;
-  std::int64_t ended = 0;  ///< 0 while it waits
+  std::int64_t ended = 0;      ///< 0 while it waits
+  std::int64_t position = -1;  ///< in the method list, -1 as long as it is not known
   std::vector<Try> tries;
 };
 

@@ -1,157 +1,183 @@
 #include "common/trace/tally.h"
 
-#include "common/configuration/address_text.h"
 #include "common/output/shown_text.h"
-#include "common/trace/line_reading.h"
 
 namespace ctl {
-Tally::Tally() : in_flight_(kIds) {}
+namespace {
 
-void Tally::TakeLine(std::string_view line) {
-  ++lines_;
-  Event event;
-  if (ReadTraceLine(line, event)) {
-    Take(event);
-    return;
-  }
-  if (not_understood_++ == 0) first_not_understood_ = lines_;
+std::string Datagram(const TraceEvent& event, const std::string& rest) {
+  return "a datagram of " + std::to_string(event.numbers[0]) + " bytes from " +
+         Shown(event.address) + rest;
 }
 
-void Tally::Take(const Event& event) {
+}  // namespace
+
+const char* InWords(DropReason reason) {
+  switch (reason) {
+    case DropReason::kQueryTooShort:
+      return "query shorter than a header";
+    case DropReason::kQuestionCount:
+      return "query without exactly one question";
+    case DropReason::kNameEmpty:
+      return "query with an empty name";
+    case DropReason::kIdStillWaiting:
+      return "query whose number was still waiting";
+    case DropReason::kNotSentToServer:
+      return "query not sent, the system refused";
+    case DropReason::kNotSentToApplication:
+      return "answer not sent, the system refused";
+    case DropReason::kResponseTooShort:
+      return "response shorter than a header";
+    case DropReason::kUnknownResponse:
+      return "response to no waiting query";
+    case DropReason::kWrongSource:
+      return "response from the wrong server";
+    case DropReason::kLostAtEnd:
+      return "query still waiting at the end of a run";
+  }
+  return "";
+}
+
+RunState Tally::run_state() const {
+  const bool is_up = run_state_ == RunState::kServing || run_state_ == RunState::kNoStartSeen;
+  return is_up && intake_.has_ended ? RunState::kNotTakingQueries : run_state_;
+}
+
+void Tally::Take(const TraceEvent& event) {
+  if (event.kind >= TraceEventKind::kUnknownResponse) return TakeOfRelay(event);
+  if (event.kind >= TraceEventKind::kAccepted) return TakeOfQuery(event);
+  if (event.kind >= TraceEventKind::kQueryTooShort) return TakeOfIntake(event);
+  TakeOfRun(event);
+}
+
+// Until the next start, nothing of an earlier run holds any more.
+void Tally::TakeOfRun(const TraceEvent& event) {
   switch (event.kind) {
-    case EventKind::kPassing:
-    case EventKind::kConfigurationLine:
+    case TraceEventKind::kRunBegun:
+      ++starts_;
+      run_state_ = RunState::kStarting;
+      intake_ = WorkerEnd();
+      relay_ = WorkerEnd();
       return;
-    case EventKind::kConfigurationCounts:
-    case EventKind::kNotStarted:
-    case EventKind::kServiceEnded:
-    case EventKind::kServing:
-    case EventKind::kBindFailed:
-    case EventKind::kServerAdded:
-    case EventKind::kHostMapAdded:
-      return TakeOfStart(event);
-    case EventKind::kQueryDatagram:
-    case EventKind::kQueryTooShort:
-    case EventKind::kQuestionCountRefused:
-    case EventKind::kDomainEmpty:
-    case EventKind::kQueryReceiveFailed:
-    case EventKind::kQueryWaitFailed:
-    case EventKind::kNameCutShort:
-    case EventKind::kRequestFiled:
-      return TakeOfIntake(event);
-    case EventKind::kAdvanced:
-    case EventKind::kPosition:
-    case EventKind::kMethod:
-    case EventKind::kForwardFailed:
-    case EventKind::kFoundInHostMap:
-    case EventKind::kExhausted:
-    case EventKind::kAnswerNotSent:
-      return TakeOfFallback(event);
-    default:
-      return TakeOfRelay(event);
-  }
-}
-
-void Tally::TakeOfStart(const Event& event) {
-  switch (event.kind) {
-    case EventKind::kConfigurationCounts:
-      return BeginRun();
-    case EventKind::kServing:
+    case TraceEventKind::kServing:
       run_state_ = RunState::kServing;
       return;
-    case EventKind::kHostMapAdded:
-      if (methods_.empty()) methods_.push_back(-1);
+    case TraceEventKind::kNotStarted:
+      run_state_ = RunState::kNotStarted;
       return;
-    case EventKind::kServerAdded:
-      methods_.push_back(ServerAt(ReadAddress(std::string(event.name)).Dotted()));
+    case TraceEventKind::kServiceEnded:
+      run_state_ = RunState::kEnded;
       return;
-    case EventKind::kServiceEnded:
-      return EndRun(RunState::kEnded);
-    case EventKind::kNotStarted:
-      return EndRun(RunState::kNotStarted);
     default:
       return;
   }
 }
 
-void Tally::TakeOfIntake(const Event& event) {
+void Tally::TakeOfIntake(const TraceEvent& event) {
+  std::string cause;
   switch (event.kind) {
-    case EventKind::kQueryDatagram:
-      datagram_length_ = event.numbers[0];
-      datagram_sender_ = event.address;
-      return;
-    case EventKind::kQueryTooShort:
+    case TraceEventKind::kQueryTooShort:
       Drop(DropReason::kQueryTooShort);
-      return EndWorker(intake_, LastDatagram(", shorter than a header"));
-    case EventKind::kQuestionCountRefused:
+      cause = Datagram(event, ", shorter than a header");
+      break;
+    case TraceEventKind::kQuestionCountRefused:
       Drop(DropReason::kQuestionCount);
-      return EndWorker(intake_,
-                       LastDatagram(" with ") +
-                           Counted(static_cast<std::uint64_t>(event.numbers[0]), "question"));
-    case EventKind::kDomainEmpty:
+      cause = Datagram(
+          event, " with " + Counted(static_cast<std::uint64_t>(event.numbers[1]), "question"));
+      break;
+    case TraceEventKind::kDomainEmpty:
       Drop(DropReason::kNameEmpty);
-      return EndWorker(intake_, LastDatagram(" with an empty name"));
-    case EventKind::kQueryReceiveFailed:
-      return EndWorker(intake_, "a failed receive call");
-    case EventKind::kQueryWaitFailed:
-      return EndWorker(intake_, "a failed wait for its socket");
-    case EventKind::kNameCutShort:
+      cause = Datagram(event, " with an empty name");
+      break;
+    case TraceEventKind::kQueryReceiveFailed:
+      cause = "a failed receive call";
+      break;
+    case TraceEventKind::kQueryWaitFailed:
+      cause = "a failed wait for its socket";
+      break;
+    default:
       ++names_cut_short_;
       return;
-    default:
-      return FileRequest(event);
   }
+  intake_ = {true, event.line, cause};
 }
 
-void Tally::TakeOfFallback(const Event& event) {
+void Tally::TakeOfRelay(const TraceEvent& event) {
   switch (event.kind) {
-    case EventKind::kAdvanced:
-      current_id_ = static_cast<std::uint16_t>(event.numbers[0]);
-      return;
-    case EventKind::kPosition:
-      current_position_ = event.numbers[0];
-      return;
-    case EventKind::kMethod:
-      if (event.numbers[0] == 0) SendToServer();
-      return;
-    case EventKind::kForwardFailed:
-      return FailToSend(static_cast<std::uint16_t>(event.numbers[0]));
-    case EventKind::kFoundInHostMap:
-      ++from_host_map_;
-      return Settle(event.LastNumberAsId());
-    case EventKind::kExhausted:
-      ++no_such_name_;
-      return Settle(current_id_);
-    default:
-      return Drop(DropReason::kNotSentToApplication);
-  }
-}
-
-void Tally::TakeOfRelay(const Event& event) {
-  switch (event.kind) {
-    case EventKind::kResponseTooShort:
-      Drop(DropReason::kResponseTooShort);
-      return EndWorker(relay_, "a datagram of " + std::to_string(event.numbers[0]) +
-                                   " bytes from " + Shown(event.address) +
-                                   ", shorter than a header");
-    case EventKind::kResponseReceiveFailed:
-      return EndWorker(relay_, "a failed receive call");
-    case EventKind::kResponseWaitFailed:
-      return EndWorker(relay_, "a failed wait for its socket");
-    case EventKind::kUnknownResponse:
+    case TraceEventKind::kUnknownResponse:
       return Drop(DropReason::kUnknownResponse);
-    case EventKind::kWrongSource:
-      return Drop(DropReason::kWrongSource);
-    case EventKind::kRelayed:
-      ++answered_;
-      ++servers_[static_cast<std::size_t>(ServerAt(event.address))].answers;
-      return Settle(event.LastNumberAsId());
-    case EventKind::kWithoutAnswer:
-      ++servers_[static_cast<std::size_t>(ServerAt(event.address))].empty;
+    case TraceEventKind::kResponseTooShort:
+      Drop(DropReason::kResponseTooShort);
+      relay_ = {true, event.line, Datagram(event, ", shorter than a header")};
+      return;
+    case TraceEventKind::kResponseReceiveFailed:
+      relay_ = {true, event.line, "a failed receive call"};
+      return;
+    case TraceEventKind::kResponseWaitFailed:
+      relay_ = {true, event.line, "a failed wait for its socket"};
       return;
     default:
       return;
   }
+}
+
+void Tally::EndQuery(const TraceEvent& event, std::uint64_t& outcome) {
+  ++outcome;
+  if (event.query->number == 0) ++from_before_;
+}
+
+void Tally::TakeOfQuery(const TraceEvent& event) {
+  switch (event.kind) {
+    case TraceEventKind::kAccepted:
+      ++accepted_;
+      return names_.Add(event.query->name);
+    case TraceEventKind::kAsked:
+      ++CountsOf(event.server).asked;
+      return;
+    case TraceEventKind::kForwardFailed:
+      --CountsOf(event.server).asked;
+      return EndQuery(event, drops_[Index(DropReason::kNotSentToServer)]);
+    case TraceEventKind::kFoundInHostMap:
+      return EndQuery(event, from_host_map_);
+    case TraceEventKind::kExhausted:
+      return EndQuery(event, no_such_name_);
+    case TraceEventKind::kRelayed:
+      ++CountsOf(event.server).answers;
+      return EndQuery(event, answered_);
+    case TraceEventKind::kWithoutAnswer:
+      ++CountsOf(event.server).empty;
+      return;
+    case TraceEventKind::kWrongSource:
+      return Drop(DropReason::kWrongSource);
+    case TraceEventKind::kAnswerNotSent:
+      return Drop(DropReason::kNotSentToApplication);
+    case TraceEventKind::kLost:
+      return Drop(event.query->loss);
+    default:  // kNotLost
+      --drops_[Index(DropReason::kIdStillWaiting)];
+  }
+}
+
+// What is asked of a server that is not known is counted in a place that nobody reads.
+ServerCounts& Tally::CountsOf(std::uint16_t server) {
+  const std::size_t place = server == TraceEvent::kNoServer ? 0 : server + std::size_t{1};
+  if (place >= servers_.size()) servers_.resize(place + 1);
+  return servers_[place];
+}
+
+std::vector<ServerCounts> Tally::Servers() const {
+  std::vector<ServerCounts> servers;
+  for (const std::string& address : reader_.servers()) {
+    const std::size_t place = servers.size() + 1;
+    servers.push_back(place < servers_.size() ? servers_[place] : ServerCounts());
+    servers.back().address = address;
+  }
+  for (const Query* query : reader_.Waiting(reader_.waiting())) {
+    const std::uint16_t server =
+        query->tries.empty() ? TraceEvent::kNoServer : query->tries.back().server;
+    if (server != TraceEvent::kNoServer) ++servers[server].waiting;
+  }
+  return servers;
 }
 
 }  // namespace ctl

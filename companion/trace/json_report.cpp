@@ -39,6 +39,8 @@ const char* Key(RunState state) {
       return "starting";
     case RunState::kServing:
       return "serving";
+    case RunState::kNotTakingQueries:
+      return "not_taking_queries";
     case RunState::kNotStarted:
       return "not_started";
     case RunState::kEnded:
@@ -49,11 +51,12 @@ const char* Key(RunState state) {
 
 void WriteQueries(const Tally& tally, JsonWriter& json) {
   json.Key("queries").Object();
-  json.Key("taken_on").Number(tally.queries());
+  json.Key("accepted").Number(tally.accepted());
+  json.Key("accepted_before").Number(tally.from_before());
   json.Key("from_host_map").Number(tally.from_host_map());
   json.Key("answered").Number(tally.answered());
   json.Key("no_such_name").Number(tally.no_such_name());
-  json.Key("waiting").Number(tally.waiting());
+  json.Key("waiting").Number(tally.reader().waiting());
   json.Key("names_cut_short").Number(tally.names_cut_short());
   json.EndObject();
 }
@@ -91,9 +94,9 @@ void WriteNames(const Tally& tally, std::size_t names, JsonWriter& json) {
   }
   json.EndArray().Key("busiest_are_exact").Truth(!tally.names().HasForgotten());
   json.Key("waiting").Array();
-  for (const WaitingQuery& query : tally.Waiting(names)) {
-    json.Object().Key("name").Text(Shown(query.name));
-    json.Key("server").Text(Shown(query.server)).EndObject();
+  for (const Query* query : tally.reader().Waiting(names)) {
+    json.Object().Key("name").Text(Shown(query->name));
+    json.Key("server").Text(Shown(ServerOf(*query, tally.reader()))).EndObject();
   }
   json.EndArray();
 }
@@ -102,10 +105,11 @@ void WriteNames(const Tally& tally, std::size_t names, JsonWriter& json) {
 
 std::string JsonReport(const Tally& tally, std::size_t names) {
   JsonWriter json;
-  json.Object().Key("lines").Number(tally.lines());
-  json.Key("not_understood").Number(tally.not_understood());
-  json.Key("first_not_understood").Number(tally.first_not_understood());
-  json.Key("unfinished_line").Truth(tally.has_unfinished_line());
+  const TraceReader& reader = tally.reader();
+  json.Object().Key("lines").Number(reader.lines());
+  json.Key("not_understood").Number(reader.not_understood());
+  json.Key("first_not_understood").Number(reader.first_not_understood());
+  json.Key("unfinished_line").Truth(reader.has_unfinished_line());
   json.Key("starts").Number(tally.starts()).Key("state").Text(Key(tally.run_state()));
   WriteWorker("intake", tally.intake(), json);
   WriteWorker("relay", tally.relay(), json);

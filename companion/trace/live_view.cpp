@@ -2,13 +2,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 #include "common/output/clock.h"
 #include "common/output/output.h"
 #include "common/output/shown_text.h"
-#include "companion/trace/follow_view.h"
 #include "companion/trace/report.h"
+#include "companion/trace/views.h"
 
 namespace ctl {
 namespace {
@@ -34,15 +35,19 @@ winsize TerminalSize() {
 
 }  // namespace
 
+bool CanDrawInPlace() {
+  const char* terminal = std::getenv("TERM");
+  return isatty(STDOUT_FILENO) == 1 && terminal != nullptr && terminal[0] != 0 &&
+         std::string(terminal) != "dumb";
+}
+
 LiveView::LiveView(std::string source, std::size_t names)
     : source_(std::move(source)), names_(names) {}
 
 LiveView::~LiveView() { Leave(); }
 
-void LiveView::LineComes(std::string_view /*line*/, const Tally& /*tally*/) { has_changed_ = true; }
-
-std::string LiveView::Screen(const Tally& tally) {
-  std::vector<std::string> lines = TextReport(tally, names_);
+std::string LiveView::Screen(const Tally& tally) const {
+  std::vector<std::string> lines = TextReport(tally, names_, columns_);
   lines.insert(lines.begin(), {Shown(source_) + "  (Ctrl-C ends)", ""});
   lines.resize(std::min<std::size_t>(lines.size(), rows_));
   std::string screen = kHome;
@@ -56,15 +61,22 @@ void LiveView::Refresh(const Tally& tally) {
   if (MonotonicNow() < next_draw_) return;
   const winsize size = TerminalSize();
   const bool was_resized = size.ws_row != rows_ || size.ws_col != columns_;
-  if (!has_changed_ && !was_resized) return;
+  const bool has_changed = shown_lines_ != tally.reader().lines();
+  if (is_on_screen_ && !has_changed && !was_resized) return;
   next_draw_ = MonotonicNow() + kBetweenDraws;
-  has_changed_ = false;
+  shown_lines_ = tally.reader().lines();
   rows_ = size.ws_row;
   columns_ = size.ws_col;
   if (!is_on_screen_) Print(kEnter);
   is_on_screen_ = true;
   Print(Screen(tally));
   FlushOutput();
+}
+
+void LiveView::Suspend() {
+  Leave();
+  FlushOutput();
+  next_draw_ = 0;
 }
 
 void LiveView::Leave() {
@@ -74,7 +86,7 @@ void LiveView::Leave() {
 
 void LiveView::End(const Tally& tally) {
   Leave();
-  for (const std::string& line : TextReport(tally, names_)) Print(line + '\n');
+  for (const std::string& line : TextReport(tally, names_, kWidestReport)) Print(line + '\n');
 }
 
 }  // namespace ctl

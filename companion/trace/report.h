@@ -1,15 +1,20 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "common/trace/tally.h"
 
 namespace ctl {
 
+/// Columns of the rows of a report that has all the room it wants.
+inline constexpr std::size_t kWidestReport = 80;
+
 /// What the tally tells, for people: a line each, without line ends. `names` is how many of the
-/// busiest names and of the waiting queries are listed at most.
-std::vector<std::string> TextReport(const Tally& tally, std::size_t names);
+/// busiest names and of the waiting queries are listed at most. Rows are narrower when there are
+/// fewer `columns`, so that their counts are still to be seen.
+std::vector<std::string> TextReport(const Tally& tally, std::size_t names, std::size_t columns);
 
 /// The same as one JSON object on one line, without its line end.
 std::string JsonReport(const Tally& tally, std::size_t names);
@@ -19,5 +24,12 @@ std::string UnderstandingInWords(const Tally& tally);
 
 /// "serves", "has ended": how far the last run has come.
 const char* InWords(RunState state);
+
+/// The server that the query has been sent to last; empty when that is not known.
+std::string ServerOf(const Query& query, const TraceReader& reader);
+
+/// How to get at the trace in a file of which nothing has been understood, told by its beginning:
+/// compressed, or with something in front of each line. Empty when there is nothing to say.
+std::string HintFor(std::string_view beginning, const std::string& path);
 
 }  // namespace ctl

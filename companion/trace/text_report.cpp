@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 
 #include "common/output/shown_text.h"
@@ -6,15 +7,7 @@
 namespace ctl {
 namespace {
 
-using Lines = std::vector<std::string>;
-
 constexpr std::size_t kLongestShownName = 60;
-
-std::string Row(const std::string& label, std::uint64_t count) {
-  char row[128];
-  std::snprintf(row, sizeof(row), "  %-42.60s %15s", label.c_str(), Grouped(count).c_str());
-  return row;
-}
 
 std::string ShownName(const std::string& name) {
   const std::string shown = Shown(name);
@@ -27,80 +20,111 @@ std::string WorkerLine(const char* worker, const WorkerEnd& end) {
   return std::string(worker) + "ended in line " + Grouped(end.line) + " by " + end.cause;
 }
 
-void AppendHead(const Tally& tally, Lines& lines) {
-  lines.push_back(Counted(tally.lines(), "line") + ", " + Counted(tally.starts(), "start") +
-                  "; the proxy " + InWords(tally.run_state()));
-  if (tally.not_understood() > 0) {
-    lines.push_back(UnderstandingInWords(tally));
+// The lines of one report, as wide as there is room for.
+class TextLines {
+ public:
+  explicit TextLines(std::size_t columns)
+      : columns_(static_cast<int>(std::clamp<std::size_t>(columns, kNarrowest, kWidestReport))) {}
+
+  void Add(const std::string& line) { lines_.push_back(line); }
+  void AddHeading(const std::string& heading) {
+    Add("");
+    Add(heading);
   }
-  if (tally.has_unfinished_line()) lines.push_back("the last line is unfinished, and left out");
-  lines.push_back(WorkerLine("intake: ", tally.intake()));
-  lines.push_back(WorkerLine("relay:  ", tally.relay()));
+  void AddCount(const std::string& label, std::uint64_t count) {
+    constexpr int kUsualWidth = 60;  // label, count and the blanks
+    const int count_width = columns_ < kUsualWidth ? 11 : 15;
+    const int room = columns_ - count_width - 3;
+    char row[160];
+    std::snprintf(row, sizeof(row), "  %-*.*s %*s", std::min(room, 42), std::min(room, 60),
+                  label.c_str(), count_width, Grouped(count).c_str());
+    Add(row);
+  }
+  void AddServer(const std::string& address, const std::string& asked, const std::string& answers,
+                 const std::string& empty, const std::string& waiting) {
+    constexpr int kUsualWidth = 13;
+    const int width = std::min(kUsualWidth, (columns_ - 15) / 4 - 1);
+    std::string row;
+    char cell[160];
+    std::snprintf(cell, sizeof(cell), "%-15.40s", address.c_str());
+    row += cell;
+    for (const std::string& count : {asked, answers, empty, waiting}) {
+      std::snprintf(cell, sizeof(cell), " %*s", width, count.c_str());
+      row += cell;
+    }
+    Add(row);
+  }
+  std::vector<std::string> Take() { return std::move(lines_); }
+
+ private:
+  static constexpr std::size_t kNarrowest = 32;
+
+  int columns_;
+  std::vector<std::string> lines_;
+};
+
+void AddHead(const Tally& tally, TextLines& lines) {
+  const TraceReader& reader = tally.reader();
+  lines.Add(Counted(reader.lines(), "line") + ", " + Counted(tally.starts(), "start") +
+            "; the proxy " + InWords(tally.run_state()));
+  if (reader.not_understood() > 0) lines.Add(UnderstandingInWords(tally));
+  if (reader.has_unfinished_line()) lines.Add("the last line is unfinished, and left out");
+  lines.Add(WorkerLine("intake: ", tally.intake()));
+  lines.Add(WorkerLine("relay:  ", tally.relay()));
 }
 
-void AppendQueries(const Tally& tally, Lines& lines) {
-  lines.push_back("");
-  lines.push_back("queries");
-  lines.push_back(Row("taken on", tally.queries()));
-  lines.push_back(Row("answered from the host map", tally.from_host_map()));
-  lines.push_back(Row("answered by a server", tally.answered()));
-  lines.push_back(Row("answered \"no such name\"", tally.no_such_name()));
-  lines.push_back(Row("still waiting for a server", tally.waiting()));
-  if (tally.names_cut_short() > 0) lines.push_back(Row("names cut short", tally.names_cut_short()));
+void AddQueries(const Tally& tally, TextLines& lines) {
+  lines.AddHeading("queries");
+  lines.AddCount("accepted", tally.accepted());
+  if (tally.from_before() > 0)
+    lines.AddCount("accepted before the first line", tally.from_before());
+  lines.AddCount("answered from the host map", tally.from_host_map());
+  lines.AddCount("answered by a server", tally.answered());
+  lines.AddCount("answered \"no such name\"", tally.no_such_name());
+  lines.AddCount("still waiting for a server", tally.reader().waiting());
+  if (tally.names_cut_short() > 0) lines.AddCount("names cut short", tally.names_cut_short());
 }
 
-void AppendServers(const Tally& tally, Lines& lines) {
+void AddServers(const Tally& tally, TextLines& lines) {
   const std::vector<ServerCounts> servers = tally.Servers();
   if (servers.empty()) return;
-  lines.push_back("");
-  char row[160];
-  std::snprintf(row, sizeof(row), "%-15s %13s %13s %13s %13s", "server", "asked", "answers",
-                "empty", "waiting");
-  lines.push_back(row);
+  lines.Add("");
+  lines.AddServer("server", "asked", "answers", "empty", "waiting");
   for (const ServerCounts& server : servers) {
-    const bool asked_is_known = tally.run_state() != RunState::kNoStartSeen;
-    std::snprintf(row, sizeof(row), "%-15.40s %13s %13s %13s %13s", Shown(server.address).c_str(),
-                  asked_is_known ? Grouped(server.asked).c_str() : "-",
-                  Grouped(server.answers).c_str(), Grouped(server.empty).c_str(),
-                  Grouped(server.waiting).c_str());
-    lines.push_back(row);
+    const bool asked_is_known = tally.starts() > 0;
+    lines.AddServer(Shown(server.address), asked_is_known ? Grouped(server.asked) : "-",
+                    Grouped(server.answers), Grouped(server.empty), Grouped(server.waiting));
   }
 }
 
-void AppendDrops(const Tally& tally, Lines& lines) {
+void AddDrops(const Tally& tally, TextLines& lines) {
   bool is_first = true;
   for (std::size_t at = 0; at < kDropReasons; ++at) {
     const auto reason = static_cast<DropReason>(at);
     if (tally.dropped(reason) == 0) continue;
-    if (is_first) {
-      lines.push_back("");
-      lines.push_back("dropped");
-      is_first = false;
-    }
-    lines.push_back(Row(InWords(reason), tally.dropped(reason)));
+    if (is_first) lines.AddHeading("dropped");
+    is_first = false;
+    lines.AddCount(InWords(reason), tally.dropped(reason));
   }
 }
 
-void AppendNames(const Tally& tally, std::size_t names, Lines& lines) {
+void AddNames(const Tally& tally, std::size_t names, TextLines& lines) {
   const std::vector<NameCounts::Count> busiest = tally.names().Busiest(names);
-  if (!busiest.empty()) {
-    lines.push_back("");
-    lines.push_back(tally.names().HasForgotten() ? "busiest names (at least)" : "busiest names");
-  }
+  if (busiest.empty()) return;
+  lines.AddHeading(tally.names().HasForgotten() ? "busiest names (at least)" : "busiest names");
   for (const NameCounts::Count& count : busiest) {
-    lines.push_back(Row(ShownName(count.name), count.queries));
+    lines.AddCount(ShownName(count.name), count.queries);
   }
 }
 
-void AppendWaiting(const Tally& tally, std::size_t names, Lines& lines) {
-  const std::vector<WaitingQuery> waiting = tally.Waiting(names);
-  if (!waiting.empty()) {
-    lines.push_back("");
-    lines.push_back(tally.waiting() > waiting.size() ? "some that wait" : "waiting");
-  }
-  for (const WaitingQuery& query : waiting) {
-    lines.push_back("  " + ShownName(query.name) +
-                    (query.server.empty() ? "" : " for " + Shown(query.server)));
+void AddWaiting(const Tally& tally, std::size_t names, TextLines& lines) {
+  const TraceReader& reader = tally.reader();
+  const std::vector<const Query*> waiting = reader.Waiting(names);
+  if (waiting.empty()) return;
+  lines.AddHeading(reader.waiting() > waiting.size() ? "some that wait" : "waiting");
+  for (const Query* query : waiting) {
+    const std::string server = ServerOf(*query, reader);
+    lines.Add("  " + ShownName(query->name) + (server.empty() ? "" : " for " + Shown(server)));
   }
 }
 
@@ -114,6 +138,8 @@ const char* InWords(RunState state) {
       return "is starting";
     case RunState::kServing:
       return "serves";
+    case RunState::kNotTakingQueries:
+      return "takes no queries any more";
     case RunState::kNotStarted:
       return "could not start";
     case RunState::kEnded:
@@ -123,19 +149,24 @@ const char* InWords(RunState state) {
 }
 
 std::string UnderstandingInWords(const Tally& tally) {
-  return "not understood: " + Counted(tally.not_understood(), "line") + ", the first is line " +
-         Grouped(tally.first_not_understood());
+  return "not understood: " + Counted(tally.reader().not_understood(), "line") +
+         ", the first is line " + Grouped(tally.reader().first_not_understood());
 }
 
-std::vector<std::string> TextReport(const Tally& tally, std::size_t names) {
-  Lines lines;
-  AppendHead(tally, lines);
-  AppendQueries(tally, lines);
-  AppendServers(tally, lines);
-  AppendDrops(tally, lines);
-  AppendNames(tally, names, lines);
-  AppendWaiting(tally, names, lines);
-  return lines;
+std::string ServerOf(const Query& query, const TraceReader& reader) {
+  if (query.tries.empty() || query.tries.back().server == TraceEvent::kNoServer) return "";
+  return reader.servers()[query.tries.back().server];
+}
+
+std::vector<std::string> TextReport(const Tally& tally, std::size_t names, std::size_t columns) {
+  TextLines lines(columns);
+  AddHead(tally, lines);
+  AddQueries(tally, lines);
+  AddServers(tally, lines);
+  AddDrops(tally, lines);
+  AddNames(tally, names, lines);
+  AddWaiting(tally, names, lines);
+  return lines.Take();
 }
 
 }  // namespace ctl

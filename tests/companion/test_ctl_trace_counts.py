@@ -2,7 +2,7 @@
 
 import pytest
 from harness import Application, Upstream, from_hex, query, wait_until
-from trace_lines import START, forwarded, hit, report, taken_on
+from trace_lines import ENDED, INTAKE_ENDED, RELAY_ENDED, START, START_FAILED, accepted, forwarded, hit, report
 
 import ctl
 
@@ -20,7 +20,7 @@ intake: ended in line 85 by a datagram of 11 bytes from 127.0.0.1, shorter than 
 relay:  ended in line 88 by a datagram of 5 bytes from 127.0.0.2, shorter than a header
 
 queries
-  taken on                                                 5
+  accepted                                                 5
   answered from the host map                               2
   answered by a server                                     1
   answered "no such name"                                  1
@@ -80,7 +80,7 @@ intake: no end seen
 relay:  no end seen
 
 queries
-  taken on                                                 0
+  accepted                                                 0
   answered from the host map                               0
   answered by a server                                     0
   answered "no such name"                                  0
@@ -94,7 +94,7 @@ server                  asked       answers         empty       waiting
 
 
 def test_waiting_queries_are_listed_with_their_server():
-    trace = START + taken_on("b.lan", 0) + forwarded(0, 1) + taken_on("c.lan", 1) + forwarded(1, 2)
+    trace = START + accepted("b.lan", 0) + forwarded(0, 1) + accepted("c.lan", 1) + forwarded(1, 2)
     result = report(trace)
     assert result["queries"]["waiting"] == 2
     assert result["waiting"] == [
@@ -106,15 +106,16 @@ def test_waiting_queries_are_listed_with_their_server():
 
 
 def test_query_that_the_system_refused_to_send_waits_no_more():
-    result = report(START + taken_on("b.lan", 0) + forwarded(0, 1) + "TryNextDNSQueryMethod: id: 0,sendto failed: 101\n")
+    result = report(START + accepted("b.lan", 0) + forwarded(0, 1) + "TryNextDNSQueryMethod: id: 0,sendto failed: 101\n")
     assert result["queries"]["waiting"] == 0
     assert result["dropped"]["not_sent_to_server"] == 1
     assert result["servers"][0]["asked"] == 0
 
 
 def test_query_whose_id_still_waits_is_lost():
-    result = report(START + taken_on("b.lan", 0) + forwarded(0, 1) + taken_on("c.lan", 0) + forwarded(0, 1))
-    assert result["queries"]["taken_on"] == 2
+    others = "".join(accepted("a.lan", number) + hit("a.lan", number) for number in range(1, 65536))
+    result = report(START + accepted("b.lan", 0) + forwarded(0, 1) + others + accepted("c.lan", 0) + forwarded(0, 1))
+    assert result["queries"]["accepted"] == 65537
     assert result["queries"]["waiting"] == 1
     assert result["dropped"]["id_still_waiting"] == 1
     assert result["waiting"] == [{"name": "b.lan", "server": "10.0.0.8"}]
@@ -122,38 +123,45 @@ def test_query_whose_id_still_waits_is_lost():
 
 def test_a_new_start_ends_what_was_before():
     ended = (
+        "func: thread_query(line:282) ****QureyThread***: received dns request\n"
         "func: RecvAndProcessPacketsFromLocalApps(line:412)FromAPP: received 30 data from 127.0.0.1\n"
+        "func: RecvAndProcessPacketsFromLocalApps(line:420) pDNSHeader QuestionCount :2\n"
         "func: RecvAndProcessPacketsFromLocalApps(line:423)FromAPP: QuestionCount invalid: 2, from: 127.0.0.1\n"
     )
-    before = report(START + taken_on("b.lan", 0) + ended)
+    before = report(START + accepted("b.lan", 0) + forwarded(0, 1) + ended)
     assert before["intake"] == {
         "ended": True,
-        "line": 13,
+        "line": 22,
         "cause": "a datagram of 30 bytes from 127.0.0.1 with 2 questions",
     }
-    after = report(START + taken_on("b.lan", 0) + ended + START)
+    after = report(START + accepted("b.lan", 0) + forwarded(0, 1) + ended + START)
     assert after["starts"] == 2
     assert after["state"] == "serving"
     assert after["intake"] == {"ended": False}
     assert after["dropped"]["lost_at_end"] == 1
 
 
+READABLE = "func: thread_query(line:282) ****QureyThread***: received dns request\n"
+
+
 @pytest.mark.parametrize(
     ("lines", "worker", "cause"),
     [
         (
-            "func: RecvAndProcessPacketsFromLocalApps(line:412)FromAPP: received 12 data from 127.0.0.1\n"
+            READABLE + "func: RecvAndProcessPacketsFromLocalApps(line:412)FromAPP: received 12 data from 127.0.0.1\n"
+            "func: RecvAndProcessPacketsFromLocalApps(line:420) pDNSHeader QuestionCount :1\n"
             "func: RecvAndProcessPacketsFromLocalApps(line:429)FromAPP: domain is empty, from: 127.0.0.1\n",
             "intake",
             "a datagram of 12 bytes from 127.0.0.1 with an empty name",
         ),
         (
-            "func: RecvAndProcessPacketsFromLocalApps(line:398)RecvAndProcessPacketsFromLocalApps: recv nothing...\n",
+            READABLE + "func: RecvAndProcessPacketsFromLocalApps(line:398)RecvAndProcessPacketsFromLocalApps: recv nothing...\n",
             "intake",
             "a failed receive call",
         ),
         ("func: thread_query(line:273) QureyThread: select failed. exit\n", "intake", "a failed wait for its socket"),
         (
+            "func: thread_answer(line:239) AnswerThread: received dns response.\n"
             "func: RecvAndProcessPacketsFromDNSServer(line:314) RecvAndProcessPacketsFromDNSServer: recv nothing...\n",
             "relay",
             "a failed receive call",
@@ -166,20 +174,40 @@ def test_what_ended_a_worker(lines, worker, cause):
 
 
 @pytest.mark.parametrize(
-    ("line", "state"),
+    ("trace", "state"),
     [
-        ("func: main(line:90) StartDnsSrv success\n", "ended"),
-        ("func: main(line:86) StartDnsSrv failed\n", "not_started"),
+        (START[: START.index("func:")], "starting"),
+        (START, "serving"),
+        (START + INTAKE_ENDED, "not_taking_queries"),
+        (START + ENDED, "ended"),
+        (START_FAILED, "not_started"),
+        ("", "no_start_seen"),
     ],
 )
-def test_state_of_the_run(line, state):
-    assert report(START + line)["state"] == state
+def test_state_of_the_run(trace, state):
+    assert report(trace)["state"] == state
+
+
+def test_a_proxy_whose_intake_has_ended_does_not_serve():
+    result = ctl.run("trace", input=START + INTAKE_ENDED)
+    assert result.stdout.startswith(
+        "13 lines, 1 start; the proxy takes no queries any more\nintake: ended in line 13 by a datagram of 11 bytes"
+    )
+
+
+def test_report_of_a_relay_that_has_ended():
+    result = report(START + RELAY_ENDED)
+    assert result["relay"] == {
+        "ended": True,
+        "line": 13,
+        "cause": "a datagram of 5 bytes from 10.0.0.8, shorter than a header",
+    }
 
 
 def test_busiest_names_come_first():
     trace = START
     for number, name in enumerate(["b.lan", "c.lan", "c.lan", "a.lan", "b.lan", "c.lan"]):
-        trace += taken_on(name, number)
+        trace += accepted(name, number) + forwarded(number, 1)
     assert report(trace)["busiest"] == [
         {"name": "c.lan", "queries": 3},
         {"name": "b.lan", "queries": 2},
@@ -188,8 +216,9 @@ def test_busiest_names_come_first():
 
 
 def test_names_asked_for_least_are_forgotten_when_there_are_too_many():
-    rare = "".join(taken_on(f"n{number}.lan", 0) + hit("n.lan", 0) for number in range(200_001))
-    result = report(START + (taken_on("busy.lan", 0) + hit("busy.lan", 0)) * 3 + rare)
+    names = ["busy.lan"] * 3 + [f"n{number}.lan" for number in range(200_001)]
+    queries = (accepted(name, number % 65536) + hit(name, number % 65536) for number, name in enumerate(names))
+    result = report(START + "".join(queries))
     assert result["busiest"][0] == {"name": "busy.lan", "queries": 3}
     assert result["busiest_are_exact"] is False
-    assert result["queries"]["taken_on"] == 200_004
+    assert result["queries"]["accepted"] == 200_004

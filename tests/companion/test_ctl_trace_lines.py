@@ -3,7 +3,7 @@
 import json
 
 import pytest
-from trace_lines import START, report, taken_on
+from trace_lines import START, accepted, forwarded, report
 
 import ctl
 
@@ -119,29 +119,29 @@ def test_trace_that_begins_in_the_middle():
 
 
 def test_last_line_that_is_cut_is_left_out():
-    result = ctl.run("trace", input=START + taken_on("b.lan", 12)[:-2])
+    result = ctl.run("trace", input=START + accepted("b.lan", 0)[:-2])
     assert "the last line is unfinished, and left out\n" in result.stdout
-    assert "  taken on                                                 0\n" in result.stdout
+    assert "  accepted                                                 0\n" in result.stdout
     assert result.returncode == 0
 
 
 def test_names_may_hold_what_surrounds_them():
     name = "x, id:3 received answer 1.2.3.4 from 9.9.9.9, we have to delete id:5"
-    result = report(START + taken_on(name, 0))
+    result = report(START + accepted(name, 0) + forwarded(0, 1))
     assert result["busiest"] == [{"name": name, "queries": 1}]
     assert result["queries"]["waiting"] == 1
 
 
 def test_names_can_not_write_on_the_terminal():
-    result = ctl.run("trace", input=START + taken_on("\x1b[2J\x9b\xff\\.lan", 0))
+    result = ctl.run("trace", input=START + accepted("\x1b[2J\x9b\xff\\.lan", 0))
     assert "  \\027[2J\\155\\255\\\\.lan  " in result.stdout
     assert all(" " <= character <= "~" or character == "\n" for character in result.stdout)
 
 
 def test_line_without_an_end_is_cut(tmp_path):
     path = tmp_path / "trace"
-    path.write_text(START + "read hostmap: " + "x" * 3_000_000 + "\n" + taken_on("b.lan", 0))
+    path.write_text(START + "read hostmap: " + "x" * 3_000_000 + "\n" + accepted("b.lan", 0) + forwarded(0, 1))
     result = json.loads(ctl.run("trace", "--json", path).stdout)
-    assert result["lines"] == 12
-    assert result["not_understood"] == 0
-    assert result["queries"]["taken_on"] == 1
+    assert result["lines"] == 19
+    assert result["not_understood"] == 1
+    assert result["queries"]["accepted"] == 1

@@ -1,33 +1,29 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
-#include <string_view>
 
 #include "common/trace/tally.h"
 
 namespace ctl {
 
 /// How somebody who follows a trace gets to see it.
-class FollowView {
+class FollowView : public TraceConsumer {
  public:
-  FollowView() = default;
-  FollowView(const FollowView&) = delete;
-  FollowView& operator=(const FollowView&) = delete;
-  virtual ~FollowView() = default;
-
-  /// A line has come; `tally` has not taken it yet.
-  virtual void LineComes(std::string_view line, const Tally& tally) = 0;
+  void Take(const TraceEvent& /*event*/) override {}
   /// It is time to show what has changed.
   virtual void Refresh(const Tally& tally) = 0;
-  /// The last of it: no line comes any more.
+  /// The program is about to be stopped for a while, and goes on.
+  virtual void Suspend() {}
+  /// The last of it: nothing comes any more.
   virtual void End(const Tally& tally) = 0;
 };
 
 /// A line for each event worth one, for pipes and files.
 class NewsView : public FollowView {
  public:
-  void LineComes(std::string_view line, const Tally& tally) override;
+  void Take(const TraceEvent& event) override;
   void Refresh(const Tally& tally) override;
   void End(const Tally& tally) override;
 };
@@ -36,37 +32,41 @@ class NewsView : public FollowView {
 class JsonView : public FollowView {
  public:
   explicit JsonView(std::size_t names) : names_(names) {}
-  void LineComes(std::string_view line, const Tally& tally) override;
   void Refresh(const Tally& tally) override;
   void End(const Tally& tally) override;
 
  private:
   std::size_t names_;
-  bool has_changed_ = true;
+  bool is_begun_ = false;
+  std::uint64_t shown_lines_ = 0;
   std::int64_t next_print_ = 0;
 };
 
 /// The report on the whole of the terminal, redrawn in place five times a second at most. The
-/// terminal's own content comes back at the end, with the last report below it.
+/// terminal's own content comes back at the end, and while the program is suspended; the last
+/// report is printed below it.
 class LiveView : public FollowView {
  public:
   LiveView(std::string source, std::size_t names);
   ~LiveView() override;
-  void LineComes(std::string_view line, const Tally& tally) override;
   void Refresh(const Tally& tally) override;
+  void Suspend() override;
   void End(const Tally& tally) override;
 
  private:
-  std::string Screen(const Tally& tally);
+  std::string Screen(const Tally& tally) const;
   void Leave();
 
   std::string source_;
   std::size_t names_;
   bool is_on_screen_ = false;
-  bool has_changed_ = true;
+  std::uint64_t shown_lines_ = 0;
   unsigned short rows_ = 0;
   unsigned short columns_ = 0;
   std::int64_t next_draw_ = 0;
 };
+
+/// Whether standard output is a terminal on which something can be drawn in place.
+bool CanDrawInPlace();
 
 }  // namespace ctl

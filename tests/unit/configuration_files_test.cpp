@@ -143,3 +143,9 @@ TEST_F(ConfigurationFiles, LongLinesAreKeptWhole) {
   EXPECT_THAT(servers, ElementsAre(longest));
   EXPECT_EQ(Trace(), "read dns: " + longest + "\n");
 }
+
+TEST_F(ConfigurationFiles, AddressHalfOfAnyLengthIsKeptWhole) {
+  const std::string address(200, '1');
+  EXPECT_EQ(ReadHostMap("mail.local: " + address + "\n"), 1);
+  EXPECT_THAT(host_map, ElementsAre(Pair("mail.local", " " + address)));
+}

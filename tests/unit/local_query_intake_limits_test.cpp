@@ -128,3 +128,11 @@ TEST_F(IntakeLimits, MethodListThatCannotBeCopiedThrowsGivesTheTableBackAndUsesN
   EXPECT_EQ(TakeOn(kMail), 1);
   EXPECT_TRUE(InFlight(0));
 }
+
+TEST_F(IntakeLimits, TypeThatIsCutInTheMiddleIsZero) {
+  EXPECT_EQ(TakeOn(kHeader + "04 'mail' 00 1C"_wire), 1);
+  EXPECT_EQ(Request(0).usQType, 0);
+  EXPECT_EQ(TakeOn(kHeader + "04 'mail' 00 00 1C 1C"_wire), 1);
+  EXPECT_EQ(Request(1).usQType, 28);
+  EXPECT_EQ(Request(1).usQClass, 0);
+}

@@ -225,3 +225,27 @@ TEST_F(Fallback, ListSizeIsCountedIn16Bits) {
       "func: TryNextDNSQueryMethod(line:624) CurrentDNSMethodIndex: 0, DnsListSize:0\n"
       "func: TryNextDNSQueryMethod(line:685) no more DNS methods, send no such name response\n");
 }
+
+TEST_F(Fallback, TimeoutReasonIsNotHandedOnAfterAMiss) {
+  RequestInFlight request;
+  request.domain = "not.in.the.map";
+  request.methods = {HostMapMethod(), AskServerA()};
+  File(request);
+  TryNext(7, true);
+  const std::string trace = Trace();
+  EXPECT_THAT(trace, ::testing::StartsWith("func: TryNextDNSQueryMethod(line:614)"
+                                           "TryNextDNSQueryMethod: id: 7, bReasonIsTimeout:1\n"));
+  EXPECT_THAT(trace, ::testing::HasSubstr("func: TryNextDNSQueryMethod(line:614)"
+                                          "TryNextDNSQueryMethod: id: 7, bReasonIsTimeout:0\n"));
+}
+
+TEST_F(Fallback, MissAtIndex255GoesOnAtTheFirstMethodAndNotBefore) {
+  RequestInFlight request;
+  request.domain = "not.in.the.map";
+  request.index = 254;
+  request.methods.assign(255, HostMapMethod());
+  request.methods.push_back(AskServerA());
+  File(request);
+  TryNext(7);
+  EXPECT_EQ(MethodIndex(7), 255);
+}

@@ -128,3 +128,9 @@ TEST_F(ResolverFile, IsTheHostsOwn) {
             "read dns: nameserver 192.0.2.1\n"
             "read dns: nameserver 192.0.2.2\n");
 }
+
+TEST_F(ResolverFile, CarriageReturnOrCommentSignBehindTheWordIsAnEntry) {
+  Read("nameserver \r\nnameserver #192.0.2.1\n");
+  EXPECT_EQ(first, "\r---------------");
+  EXPECT_EQ(second, "#192.0.2.1------");
+}

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <deque>
 #include <map>
@@ -97,6 +98,10 @@ void SubstituteThreads() {
   Substitute(Call::kPthreadJoin, {{0}, {ESRCH}});
 }
 
+std::atomic<int> g_LocksTaken{0};
+
+int LocksTaken() { return g_LocksTaken; }
+
 void Reset() {
   State& state = TheState();
   const std::lock_guard<std::mutex> lock(state.mutex);
@@ -144,6 +149,7 @@ ssize_t __real_recvfrom(int sock, void* data, std::size_t capacity, int flags, s
                         socklen_t* from_length);
 ssize_t __real_write(int descriptor, const void* data, std::size_t length);
 int __real_poll(pollfd* descriptors, nfds_t count, int timeout);
+int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __real_pthread_create(pthread_t* handle, const pthread_attr_t* attributes, void* (*body)(void*),
                           void* argument);
 int __real_pthread_join(pthread_t handle, void** result);
@@ -203,6 +209,11 @@ int __wrap_poll(pollfd* descriptors, nfds_t count, int timeout) {
   Record("poll ", count == 0 ? -1 : descriptors->fd, ": up to ", timeout, " ms");
   const auto answer = NextAnswer(Call::kPoll);
   return answer ? *answer : __real_poll(descriptors, count, timeout);
+}
+
+int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+  if (mutex != system_calls::TheState().mutex.native_handle()) ++system_calls::g_LocksTaken;
+  return __real_pthread_mutex_lock(mutex);
 }
 
 int __wrap_pthread_create(pthread_t* handle, const pthread_attr_t* attributes, void* (*body)(void*),

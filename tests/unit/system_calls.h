@@ -44,6 +44,10 @@ void SubstituteThreads();
 /// Forgets every answer that was not asked for.
 void Reset();
 
+/// How many mutexes have been taken since the process began, by whatever thread; not counting the
+/// one in here.
+int LocksTaken();
+
 /// Writes down, while it lives, every call as one line of text, with the arguments that matter.
 class Recording {
  public:

@@ -167,3 +167,37 @@ TEST_F(RelayDrops, SenderWithoutAddressIsTheWrongSourceOfAnIndexOutsideTheListTo
   close(ends[0]);
   close(ends[1]);
 }
+
+TEST_F(RelayDrops, SenderWhoseTextBeginsTheServersIsTheWrongSource) {
+  const UdpPeer twenty("127.0.0.20");
+  RequestInFlight request;
+  request.id = 8;
+  request.methods = {ServerMethod(twenty.Address())};
+  File(request);
+  EXPECT_EQ(TakeUp(server_a, "08 00 81 80 00 01 00 01 00 00 00 00"_wire), 1);
+  EXPECT_TRUE(InFlight(8));
+  EXPECT_THAT(
+      Trace(),
+      ::testing::EndsWith(
+          "(line:352) id: 8, dns_index:0 current dns rsp from: 127.0.0.2, should from: 127.0.0.20, it seems error\n"));
+}
+
+TEST_F(RelayDrops, MethodBehindTheLastOneIsNoSourceWhateverStandsInItsPlace) {
+  RequestInFlight request;
+  request.id = 8;
+  request.index = 1;
+  request.methods = {AskServerB()};
+  File(request);
+  {
+    const Guard guard(g_DnsRequestTable);
+    std::vector<DNSMethodInfo>& methods = g_DnsRequestTable.mapRequests.at(8)->vecMethods;
+    methods.push_back(AskServerA());
+    methods.pop_back();  // its bytes stay
+  }
+  EXPECT_EQ(TakeUp(server_a, "08 00 81 80 00 01 00 01 00 00 00 00"_wire), 1);
+  EXPECT_TRUE(InFlight(8));
+  EXPECT_THAT(
+      Trace(),
+      ::testing::EndsWith(
+          "(line:352) id: 8, dns_index:1 current dns rsp from: 127.0.0.2, should from: , it seems error\n"));
+}

@@ -187,3 +187,15 @@ TEST_F(Relay, FailedSendToTheApplicationEndsTheRequestAllTheSame) {
   EXPECT_FALSE(InFlight(7));
   EXPECT_TRUE(application.HasNothing());
 }
+
+TEST_F(Relay, ResponseWithoutAnswerAtIndex255GoesOnAtTheFirstMethod) {
+  RequestInFlight request;
+  request.id = 8;
+  request.index = 255;
+  request.methods.assign(255, AskServerB());
+  request.methods.push_back(AskServerA());
+  File(request);
+  Respond(server_a, "08 00 81 80 00 01 00 00 00 00 00 00"_wire);
+  EXPECT_EQ(RecvAndProcessPacketsFromDNSServer(g_SockToDNSServers), 1);
+  EXPECT_EQ(MethodIndex(8), 0);
+}

@@ -193,3 +193,33 @@ TEST_F(Workers, DescriptorBeyondTheSetIsAFailedSelect) {
             "func: thread_query(line:273) QureyThread: select failed. exit\n"
             "func: thread_answer(line:230) AnswerThread: select failed. exit.\n");
 }
+
+TEST_F(Workers, HitTakesAtMostFourLocks) {
+  AddHost("mail.local", "10.1.2.3");
+  g_DnsMethodList = {HostMapMethod(), AskServerA()};
+  const Wire query = "AB CD 01 00 00 01 00 00 00 00 00 00 04 'mail' 05 'local' 00 00 01 00 01"_wire;
+  constexpr int kQueries = 10;
+  for (int number = 0; number < kQueries; ++number) {
+    Ask(query);
+    system_calls::Substitute(Call::kSelect, {kSystem});
+  }
+  system_calls::Substitute(Call::kSelect, {{-1, EBADF}});
+  const int before = system_calls::LocksTaken();
+  thread_query(nullptr);
+  const int at_the_end = 2;  // the last line is handed over and written out
+  EXPECT_LE(system_calls::LocksTaken() - before - at_the_end, 4 * kQueries);
+}
+
+TEST_F(Workers, ForwardTakesAtMostSevenLocks) {
+  g_DnsMethodList = {AskServerA()};
+  Ask("AB CD 01 00 00 01 00 00 00 00 00 00 04 'mail' 05 'local' 00 00 01 00 01"_wire);
+  system_calls::Substitute(Call::kSelect, {kSystem, {-1, EBADF}, kSystem, {-1, EBADF}});
+  const int before = system_calls::LocksTaken();
+  thread_query(nullptr);
+  const int query_thread = system_calls::LocksTaken() - before;
+  Respond(server_a, "00 00 81 80 00 01 00 01 00 00 00 00"_wire);
+  const int between = system_calls::LocksTaken();
+  thread_answer(nullptr);
+  const int at_the_ends = 4;
+  EXPECT_LE(query_thread + system_calls::LocksTaken() - between - at_the_ends, 7);
+}

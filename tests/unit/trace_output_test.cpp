@@ -232,3 +232,20 @@ TEST_F(TraceOutput, OutputClosedLaterCostsTheLines) {
   trace::Print<kText>("kept");
   EXPECT_EQ(Trace(), "kept\n");
 }
+
+TEST_F(TraceOutput, LineTakesAValueForEachOfItsPlaceholdersAndNoOther) {
+  EXPECT_TRUE((trace::Takes<const char*, int>(trace::kBindFailed)));
+  EXPECT_TRUE((trace::Takes<char*, unsigned short>(trace::kBindFailed)));
+  EXPECT_TRUE((trace::Takes<unsigned>(trace::kRequestToAdvanceNotFound)));
+  EXPECT_TRUE((trace::Takes<unsigned short>(trace::kRequestToAdvanceNotFound)));
+  EXPECT_TRUE((trace::Takes<>(trace::kSocketInvalid)));
+  EXPECT_FALSE((trace::Takes<>(trace::kBindFailed)));
+  EXPECT_FALSE((trace::Takes<const char*>(trace::kBindFailed)));
+  EXPECT_FALSE((trace::Takes<const char*, int, int>(trace::kBindFailed)));
+  EXPECT_FALSE((trace::Takes<int>(trace::kSocketInvalid)));
+  EXPECT_FALSE((trace::Takes<int, int>(trace::kBindFailed)));
+  EXPECT_FALSE((trace::Takes<const char*, const char*>(trace::kBindFailed)));
+  EXPECT_FALSE((trace::Takes<const char*, unsigned>(trace::kBindFailed)));
+  EXPECT_FALSE((trace::Takes<const char*, long>(trace::kBindFailed)));
+  EXPECT_FALSE((trace::Takes<int>(trace::kRequestToAdvanceNotFound)));
+}

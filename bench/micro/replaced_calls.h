@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <vector>
 
-/// The system calls of a datagram's road, replaced at link time by functions that cost next to
+/// The system calls of a datagram's path, replaced at link time by functions that cost next to
 /// nothing, so that what is measured is the proxy's own work. What the proxy writes is thrown away.
 namespace replaced {
 

@@ -12,7 +12,7 @@ HOST_MAP_SIZES = (10, 10_000, 1_000_000)
 IN_FLIGHT_SIZES = (1, 1_000, 20_000, 65_536)
 SERVER_COUNTS = (1, 10, 160)
 _IDS = 65_536
-_ON_THE_ROAD = 64
+_UNDER_WAY = 64
 _PATIENCE_SECONDS = 2
 _WARM_UP_SECONDS = 0.2
 _ASKED_AFTERWARDS = 200
@@ -64,10 +64,10 @@ def _answer_time(application, question, identifier):
 
 
 def _fill(application, server, scenario, size):
-    """Puts so many queries in flight, never more on the road than the sockets hold: they have arrived at
+    """Puts so many queries in flight, never more under way than the sockets hold: they have arrived at
     the silent server before the next ones are sent."""
-    for first in range(0, size, _ON_THE_ROAD):
-        several = range(first, min(first + _ON_THE_ROAD, size))
+    for first in range(0, size, _UNDER_WAY):
+        several = range(first, min(first + _UNDER_WAY, size))
         for number in several:
             application.send(programs.query(scenario.question(number), number))
         for _ in several:

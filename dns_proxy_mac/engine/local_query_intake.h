@@ -3,7 +3,7 @@
 #include "dns_proxy_mac/state/shared_objects.h"
 
 /// Takes one datagram of an application off `sock`, files it as a query in flight and starts its
-/// resolution. Returns 1 when it was taken on as a query.
+/// resolution. Returns 1 when it was accepted as a query.
 ///
 /// Returns 0, which ends the query thread, when the socket is -1, the receive call fails, or the
 /// datagram is refused: shorter than a header, not exactly one question, or a name that decodes to

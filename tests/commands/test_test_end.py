@@ -63,20 +63,20 @@ class Typed:
 
 @pytest.fixture
 def stubborn(checkout):
-    """A checkout whose step `floors` does not end by itself, nor by a signal that can be ignored."""
-    (checkout.top / "tests/floors.py").write_text(STUBBORN)
+    """A checkout whose step `layers` does not end by itself, nor by a signal that can be ignored."""
+    (checkout.top / "tests/layers.py").write_text(STUBBORN)
     return checkout
 
 
 def test_ctrl_c_ends_the_run_with_one_line_and_leaves_no_process_and_no_mount(stubborn):
-    run = Typed(stubborn, "floors", "messages")
+    run = Typed(stubborn, "layers", "messages")
     wait_until((stubborn.build / "started").exists, "the step's second process")
     run.type(CTRL_C)
     start = time.monotonic()
     shown, status = run.shown_until_end()
 
     assert status == 130
-    assert shown.replace("^C", "") == "running floors\rtest: ended by Ctrl-C while floors was running\r\n"
+    assert shown.replace("^C", "") == "running layers\rtest: ended by Ctrl-C while layers was running\r\n"
     assert processes_with("4000.25") == []
     assert processes_with(str(stubborn.top)) == []
     assert not os.path.ismount(stubborn.build / "mounted")

@@ -76,14 +76,14 @@ def test_build_folder_of_a_checkout_that_was_moved_is_configured_anew(checkout):
 def test_symbolic_link_leads_to_the_checkout(checkout):
     link = checkout.home / "check"
     os.symlink(checkout.top / "test", link)
-    result = checkout.run(link, "floors", cwd=checkout.home)
+    result = checkout.run(link, "layers", cwd=checkout.home)
     assert result.stdout.endswith("\n1 passed, 0 failed\n")
 
 
 def test_run_names_the_step_that_is_running(checkout):
-    result = checkout.run("./test", "floors", "messages")
+    result = checkout.run("./test", "layers", "messages")
     assert re.sub(r" +\d+ s", "", result.stdout) == (
-        "running floors\nok      floors\nrunning messages\nok      messages\n2 passed, 0 failed\n"
+        "running layers\nok      layers\nrunning messages\nok      messages\n2 passed, 0 failed\n"
     )
 
 
@@ -93,7 +93,7 @@ def test_home_and_logs_are_as_before_a_run(checkout):
     (logs / "kept").write_text("kept\n")
     before = stat_of(checkout.home), stat_of(logs)
 
-    result = checkout.run("./test", "floors", "messages", "format")
+    result = checkout.run("./test", "layers", "messages", "format")
 
     assert result.stdout.endswith("\n3 passed, 0 failed\n"), result.stdout
     assert (stat_of(checkout.home), stat_of(logs)) == before
@@ -104,9 +104,9 @@ def test_step_that_writes_below_home_or_the_logs_fails_and_changes_nothing(check
     history = checkout.home / ".bash_history"
     history.write_text("kept\n")
     writing = f"open('{history}', 'a').write('more')\nopen('/var/log/new', 'w').write('more')\n"
-    script(checkout, "tests/floors.py", writing)
+    script(checkout, "tests/layers.py", writing)
 
-    result = checkout.run("./test", "floors")
+    result = checkout.run("./test", "layers")
 
     assert result.returncode == 1
     assert f"contained: touched from inside: {history}\n" in result.stdout
@@ -116,20 +116,20 @@ def test_step_that_writes_below_home_or_the_logs_fails_and_changes_nothing(check
 
 
 def test_programs_of_a_step_have_a_home_of_their_own(checkout):
-    script(checkout, "tests/floors.py", "import pathlib\n(pathlib.Path.home() / '.history').write_text('mine')\n")
+    script(checkout, "tests/layers.py", "import pathlib\n(pathlib.Path.home() / '.history').write_text('mine')\n")
 
-    result = checkout.run("./test", "floors")
+    result = checkout.run("./test", "layers")
 
     assert result.stdout.endswith("\n1 passed, 0 failed\n"), result.stdout
     assert list(checkout.home.iterdir()) == []
 
 
 def test_temporary_files_of_a_step_are_gone_with_the_run(checkout):
-    script(checkout, "tests/floors.py", "import tempfile\nprint(tempfile.mkdtemp())\n")
+    script(checkout, "tests/layers.py", "import tempfile\nprint(tempfile.mkdtemp())\n")
 
-    checkout.run("./test", "floors")
+    checkout.run("./test", "layers")
 
-    made = pathlib.Path((checkout.build / "test-logs/floors.log").read_text().strip())
+    made = pathlib.Path((checkout.build / "test-logs/layers.log").read_text().strip())
     assert made.name.startswith("tmp")
     assert not made.exists()
     assert not made.parent.parent.exists()
@@ -140,7 +140,7 @@ def test_nothing_of_root_stays_in_the_tree_of_another(checkout):
     for path in [checkout.top, *checkout.top.rglob("*")]:
         os.lchown(path, 12345, 12345)
 
-    result = checkout.run("./test", "e2e", "floors")
+    result = checkout.run("./test", "e2e", "layers")
 
     assert result.stdout.endswith("\n2 passed, 0 failed\n"), result.stdout
     assert [path for path in checkout.top.rglob("*") if path.lstat().st_uid == 0] == []
@@ -150,7 +150,7 @@ def test_build_folder_of_another_gets_one_sentence(checkout):
     checkout.build.mkdir()
     checkout.stand_in("sudo", '"$@"')
 
-    result = checkout.run("./test", "floors", wrapper=["setpriv", "--reuid=12345", "--regid=12345", "--clear-groups"])
+    result = checkout.run("./test", "layers", wrapper=["setpriv", "--reuid=12345", "--regid=12345", "--clear-groups"])
 
     assert result.returncode == 1
     assert result.stdout == (

@@ -2,7 +2,7 @@
 
 
 def intake(length, name, number, sender="127.0.0.1"):
-    """A datagram of an application is taken on as query `number`."""
+    """A datagram of an application is accepted as query `number`."""
     return [
         "func: thread_query(line:282) ****QureyThread***: received dns request",
         f"func: RecvAndProcessPacketsFromLocalApps(line:412)FromAPP: received {length} data from {sender}",

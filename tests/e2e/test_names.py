@@ -15,7 +15,7 @@ def label(length, byte="78"):
 
 
 def expect_forwarded(datagram, name, diagnostics=()):
-    """The datagram is taken on under `name` and forwarded as it is, but for its id."""
+    """The datagram is accepted under `name` and forwarded as it is, but for its id."""
     with Proxy(dns=b"127.0.0.2\n") as proxy, Upstream("127.0.0.2") as server, Application() as app:
         proxy.expect_started()
         app.send(datagram)

@@ -38,14 +38,14 @@ struct ExpectedDatagram {
 /// first: no sockets, no threads, whole texts instead of buffers. Made for little-endian machines.
 class ExpectedProxy {
  public:
-  /// 1 when the query is taken on, 0 when it is refused.
+  /// 1 when the query is accepted, 0 when it is refused.
   int TakeQuery(const std::string& datagram, const std::string& client);
 
   /// 1, or 0 when the response ends the service. `from` is the sender's address as text.
   int TakeResponse(const std::string& datagram, const std::string& from);
 
   std::map<std::string, std::string> hosts;  ///< a domain and its address, 4 bytes
-  const ExpectedMethods* methods = nullptr;  ///< what every query taken on tries
+  const ExpectedMethods* methods = nullptr;  ///< what every accepted query tries
   std::map<std::uint16_t, ExpectedRequest> in_flight;
   std::uint16_t next_id = 0;
   bool servers_unreachable = false;

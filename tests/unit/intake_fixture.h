@@ -15,7 +15,7 @@ class IntakeTest : public ProxyTest {
   IntakeTest() { g_DnsMethodList = {AskServerA()}; }
 
   /// The query arrives and is handed to the intake.
-  int TakeOn(const Wire& query) {
+  int Accept(const Wire& query) {
     Ask(query);
     return RecvAndProcessPacketsFromLocalApps(g_SockToClientApps);
   }

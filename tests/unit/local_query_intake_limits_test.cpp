@@ -25,7 +25,7 @@ Wire LongLabels(int count, char letter) {
 }  // namespace
 
 TEST_F(IntakeLimits, DatagramOf8192BytesIsTakenWhole) {
-  EXPECT_EQ(TakeOn(kMail + Repeated(8170, 'x')), 1);
+  EXPECT_EQ(Accept(kMail + Repeated(8170, 'x')), 1);
   EXPECT_EQ(Request(0).iRecvLen, 8192);
   EXPECT_EQ(Request(0).iQueryPacketLen, 8192);
   EXPECT_EQ(
@@ -34,7 +34,7 @@ TEST_F(IntakeLimits, DatagramOf8192BytesIsTakenWhole) {
 }
 
 TEST_F(IntakeLimits, LongerDatagramIsCutTo8192Bytes) {
-  EXPECT_EQ(TakeOn(kMail + Repeated(9000, 'x')), 1);
+  EXPECT_EQ(Accept(kMail + Repeated(9000, 'x')), 1);
   EXPECT_EQ(Request(0).iRecvLen, 8192);
   EXPECT_EQ(Request(0).iQueryPacketLen, 8192);
   EXPECT_THAT(
@@ -46,7 +46,7 @@ TEST_F(IntakeLimits, LongerDatagramIsCutTo8192Bytes) {
 TEST_F(IntakeLimits, NameMayFillAll1024Bytes) {
   const std::string part(127, 'n');
   const Wire name = LongLabels(7, 'n') + "7E"_wire + Repeated(126, 'm') + "01 'z' 00"_wire;
-  EXPECT_EQ(TakeOn(kHeader + name + "00 01 00 01"_wire), 1);
+  EXPECT_EQ(Accept(kHeader + name + "00 01 00 01"_wire), 1);
   std::string domain;
   for (int label = 0; label < 7; ++label) domain += part + ".";
   domain += std::string(126, 'm') + ".z";
@@ -62,14 +62,14 @@ TEST_F(IntakeLimits, NameMayFillAll1024Bytes) {
 }
 
 TEST_F(IntakeLimits, NameOf1023BytesAndItsDotFit) {
-  EXPECT_EQ(TakeOn(kHeader + LongLabels(8, 'n') + "00 00 01 00 01"_wire), 1);
+  EXPECT_EQ(Accept(kHeader + LongLabels(8, 'n') + "00 00 01 00 01"_wire), 1);
   EXPECT_EQ(Request(0).strDomain.size(), 1023U);
   EXPECT_EQ(Request(0).usQType, 1);
   EXPECT_THAT(Trace(), ::testing::Not(::testing::HasSubstr("ExtractDomain")));
 }
 
 TEST_F(IntakeLimits, NameThatOverflowsIsUsedWithTheLabelsBeforeIt) {
-  EXPECT_EQ(TakeOn(kHeader + LongLabels(9, 'n') + "00 00 01 00 01"_wire), 1);
+  EXPECT_EQ(Accept(kHeader + LongLabels(9, 'n') + "00 00 01 00 01"_wire), 1);
   EXPECT_EQ(Request(0).strDomain.size(), 1023U);
   EXPECT_THAT(
       Trace(),
@@ -78,34 +78,34 @@ TEST_F(IntakeLimits, NameThatOverflowsIsUsedWithTheLabelsBeforeIt) {
 }
 
 TEST_F(IntakeLimits, NameCutByACompressionPointerIsUsedAsItStands) {
-  EXPECT_EQ(TakeOn(kHeader + "04 'mail' C0 20 00 01 00 01"_wire), 1);
+  EXPECT_EQ(Accept(kHeader + "04 'mail' C0 20 00 01 00 01"_wire), 1);
   EXPECT_EQ(Request(0).strDomain, "mail");
   EXPECT_EQ(Request(0).usQType, 0x2000);
   EXPECT_EQ(Request(0).usQClass, 0x0100);
 }
 
 TEST_F(IntakeLimits, LabelCutByTheDatagramsEndIsCompletedWithZeroBytes) {
-  EXPECT_EQ(TakeOn(kHeader + "7F 'mail'"_wire), 1);
+  EXPECT_EQ(Accept(kHeader + "7F 'mail'"_wire), 1);
   EXPECT_EQ(Request(0).strDomain, "mail");
   EXPECT_EQ(Request(0).iQueryPacketLen, 17);
 }
 
 TEST_F(IntakeLimits, DomainEndsAtTheFirstZeroByteOfALabel) {
-  EXPECT_EQ(TakeOn(kHeader + "05 'ab' 00 'cd' 03 'lan' 00 00 01 00 01"_wire), 1);
+  EXPECT_EQ(Accept(kHeader + "05 'ab' 00 'cd' 03 'lan' 00 00 01 00 01"_wire), 1);
   EXPECT_EQ(Request(0).strDomain, "ab");
   EXPECT_EQ(Request(0).usQType, 1);
 }
 
 TEST_F(IntakeLimits, TypeAndClassOfAQuestionTooShortForThemAreZero) {
-  EXPECT_EQ(TakeOn(kHeader + "04 'mail' 00"_wire), 1);
+  EXPECT_EQ(Accept(kHeader + "04 'mail' 00"_wire), 1);
   EXPECT_EQ(Request(0).usQType, 0);
   EXPECT_EQ(Request(0).usQClass, 0);
 }
 
 TEST_F(IntakeLimits, SecondQueryOfAProcessSeesNothingOfTheFirst) {
-  TakeOn(kMail + Repeated(500, 'x'));
+  Accept(kMail + Repeated(500, 'x'));
   Forget(0);  // its storage is free for the next
-  TakeOn(kHeader + "7F 'post'"_wire);
+  Accept(kHeader + "7F 'post'"_wire);
   EXPECT_EQ(Request(1).strDomain, "post");
   EXPECT_EQ(WireAt(Request(1).QueryPacket + 17, 17), Repeated(17, 0));
 }
@@ -115,7 +115,7 @@ TEST_F(IntakeLimits, RecordThatCannotBeAllocatedThrowsAndLeavesNothingBehind) {
   language_runtime::FailAllocationOf(sizeof(DnsRequest));
   EXPECT_THROW(RecvAndProcessPacketsFromLocalApps(g_SockToClientApps), std::bad_alloc);
   EXPECT_EQ(RequestsInFlight(), 0U);
-  EXPECT_EQ(TakeOn(kMail), 1);
+  EXPECT_EQ(Accept(kMail), 1);
   EXPECT_TRUE(InFlight(0));
 }
 
@@ -125,14 +125,14 @@ TEST_F(IntakeLimits, MethodListThatCannotBeCopiedThrowsGivesTheTableBackAndUsesN
   language_runtime::FailAllocationOf(3 * sizeof(DNSMethodInfo));
   EXPECT_THROW(RecvAndProcessPacketsFromLocalApps(g_SockToClientApps), std::bad_alloc);
   EXPECT_EQ(RequestsInFlight(), 0U);
-  EXPECT_EQ(TakeOn(kMail), 1);
+  EXPECT_EQ(Accept(kMail), 1);
   EXPECT_TRUE(InFlight(0));
 }
 
 TEST_F(IntakeLimits, TypeThatIsCutInTheMiddleIsZero) {
-  EXPECT_EQ(TakeOn(kHeader + "04 'mail' 00 1C"_wire), 1);
+  EXPECT_EQ(Accept(kHeader + "04 'mail' 00 1C"_wire), 1);
   EXPECT_EQ(Request(0).usQType, 0);
-  EXPECT_EQ(TakeOn(kHeader + "04 'mail' 00 00 1C 1C"_wire), 1);
+  EXPECT_EQ(Accept(kHeader + "04 'mail' 00 00 1C 1C"_wire), 1);
   EXPECT_EQ(Request(1).usQType, 28);
   EXPECT_EQ(Request(1).usQClass, 0);
 }

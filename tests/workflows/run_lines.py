@@ -23,6 +23,11 @@ import time
 
 import yaml
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "packaging"))
+
+from system_copy import unified_control_groups  # noqa: E402  (found through the lines above)
+
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 ENTER = REPOSITORY / "tests/packaging/enter_system_copy"
 CHECKOUT = "__w/checkout"
@@ -108,7 +113,7 @@ def copy_checkout(root):
 
 def group_of(folder):
     """The control group of what runs inside."""
-    return pathlib.Path("/sys/fs/cgroup") / folder.name
+    return unified_control_groups() / folder.name
 
 
 def run_line(root, line, environment):

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "page/live/companion_reports.h"
+#include "page/live/snapshot.h"
+#include "page/memory/history.h"
+#include "page/memory/query.h"
+
+namespace page {
+
+// What the page is made of, as JSON. All texts in it are printable ASCII. Times are milliseconds
+// since 1970, durations microseconds.
+
+using Json = nlohmann::ordered_json;
+
+/// What of the settings the page tells.
+struct MemorySettings {
+  std::int64_t query_hours = 24;
+  std::int64_t bytes = 0;
+};
+
+Json NowDocument(const Snapshot& now, const MemorySettings& settings);
+Json QueryDocument(const Query& query);
+Json HistoryDocument(const History& history);
+
+/// `text`, which is a JSON document already, as it is.
+std::string WithReports(const Json& now, const CompanionReports::Reports& reports);
+
+/// As it is sent: any byte that is not text stands as a replacement character.
+std::string AsText(const Json& document);
+
+/// A number, or null.
+template <typename Number>
+Json OrNull(const std::optional<Number>& number) {
+  return number ? Json(*number) : Json(nullptr);
+}
+
+}  // namespace page

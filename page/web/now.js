@@ -1,0 +1,142 @@
+// The state of the moment: what the stream's "now" event says.
+
+import {OUTCOMES, ago, byId, count, duration, keepRows, make, makeSvg, setText} from '/elements.js';
+
+const STATES = {
+  unknown: 'No start of the proxy in the trace',
+  starting: 'Starting',
+  serving: 'Serving',
+  intake_ended: 'Takes no queries any more',
+  relay_ended: 'Relays no answers any more',
+  not_started: 'Could not start',
+  ended: 'Has ended',
+};
+const SILENT_AFTER_MS = 2000;
+
+function showState(now) {
+  const trouble = now.trace.read ? '' : `The trace can’t be read: ${now.trace.trouble}.`;
+  byId('state').dataset.state = now.trace.read ? now.proxy.state : 'unread';
+  setText(byId('state-words'), STATES[now.proxy.state]);
+  const since = now.proxy.state === 'serving' && now.proxy.started ? `for ${ago(now.time - now.proxy.started)}` : '';
+  setText(byId('state-reason'), trouble || now.proxy.reason || since);
+  document.title = now.proxy.state === 'serving' ? 'DNS proxy' : `${STATES[now.proxy.state]} – DNS proxy`;
+}
+
+export function showBroken() {
+  byId('state').dataset.state = 'connecting';
+  setText(byId('state-words'), 'Not connected');
+  setText(byId('state-reason'), 'The page’s own program does not answer; it is tried again.');
+}
+
+function showRate(now) {
+  const all = now.per_second.reduce((sum, one) => sum + one, 0);
+  setText(byId('rate-number'), count(all));
+  const most = Math.max(4, ...now.per_second);
+  const points = now.per_second.map((one, at) => `${at * 2},${(23 - (one / most) * 22).toFixed(1)}`);
+  let line = byId('rate-line').firstElementChild;
+  if (!line) {
+    line = makeSvg('polyline', {fill: 'none', stroke: 'currentColor', 'stroke-width': '1.5'});
+    byId('rate-line').append(makeSvg('svg', {viewBox: '0 0 118 24', width: '118', height: '24'}, line));
+  } else {
+    line = line.firstElementChild;
+  }
+  line.setAttribute('points', points.join(' '));
+}
+
+function showTiles(now) {
+  const all = OUTCOMES.reduce((sum, [key]) => sum + now.day[key], 0) + now.waiting_count;
+  const tiles = [
+    {key: 'all', title: 'Queries', number: all},
+    ...OUTCOMES.map(([key, , title]) => ({key, title, number: now.day[key]})),
+    {key: 'waiting', title: 'Waiting now', number: now.waiting_count},
+  ];
+  keepRows(byId('tiles'), tiles, (tile) => tile.key,
+    (tile) => make('div', {class: `tile ${tile.key}`}, make('dt', {}, tile.title), make('dd', {id: `tile-${tile.key}`})),
+    (element, tile) => {
+      setText(element.lastElementChild, count(tile.number));
+      const share = tile.key === 'all' || all === 0 ? '' : `${((100 * tile.number) / all).toFixed(1)} %`;
+      element.dataset.share = share;
+    });
+}
+
+function stateOf(server, now) {
+  if (server.waits_since && now.time - server.waits_since > SILENT_AFTER_MS) {
+    return ['silent', `silent for ${ago(now.time - server.waits_since)}`];
+  }
+  if (server.last_response) return ['alive', 'alive'];
+  return ['unasked', server.asked ? 'asked' : 'not asked yet'];
+}
+
+function showServers(now) {
+  keepRows(byId('servers').tBodies[0], now.servers, (server) => server.address,
+    () => make('tr', {}, make('th', {scope: 'row'}), make('td', {}, make('span', {class: 'badge'})),
+      ...Array.from({length: 5}, () => make('td', {class: 'number'}))),
+    (row, server) => {
+      const [kind, words] = stateOf(server, now);
+      row.children[1].firstElementChild.dataset.kind = kind;
+      const texts = [server.address, null, duration(server.median), duration(server.p95),
+        count(server.asked), count(server.answers), count(server.empty)];
+      texts.forEach((text, at) => text !== null && setText(row.children[at], text));
+      setText(row.children[1].firstElementChild, words);
+    });
+}
+
+function showWaiting(now) {
+  const shown = now.waiting.slice(0, 8);
+  const more = now.waiting_count - shown.length;
+  setText(byId('waiting-note'), now.waiting_count === 0 ? 'nothing' : more > 0 ? `and ${count(more)} more` : '');
+  keepRows(byId('waiting'), shown.map((query, at) => ({...query, at})), (query) => query.at,
+    () => make('li', {}, make('span', {class: 'name'}), make('span', {class: 'aside'})),
+    (row, query) => {
+      setText(row.firstElementChild, query.name);
+      setText(row.lastElementChild, `${query.server} ${ago(now.time - query.since)}`);
+    });
+}
+
+function showDrops(now) {
+  const drops = now.drops.filter((drop) => drop.count > 0);
+  if (drops.length === 0) drops.push({reason: 'none', words: 'nothing', count: null});
+  keepRows(byId('drops'), drops, (drop) => drop.reason,
+    (drop) => make('li', {'data-reason': drop.reason}, make('span', {}, drop.words), make('span', {class: 'aside'})),
+    (row, drop) => setText(row.lastElementChild, drop.count === null ? '' : count(drop.count)));
+}
+
+// What the companion says changes with its version: whatever is a text, a number or a truth is shown
+// under its own name.
+function factsIn(document, prefix = '') {
+  const facts = [];
+  for (const [key, value] of Object.entries(document)) {
+    const name = (prefix + key).replaceAll('_', ' ');
+    if (value !== null && typeof value === 'object' && !Array.isArray(value)) facts.push(...factsIn(value, `${prefix}${key} `));
+    else if (value !== null && typeof value !== 'object') facts.push([name, value === true ? 'yes' : value === false ? 'no' : String(value)]);
+  }
+  return facts;
+}
+
+function showHost(now) {
+  const facts = now.status ? factsIn(now.status).slice(0, 24) : [];
+  if (facts.length === 0) facts.push(['dns_proxy_ctl', 'says nothing, or is not there']);
+  keepRows(byId('host'), facts, ([name]) => name,
+    ([name]) => make('div', {}, make('dt', {}, name), make('dd', {})),
+    (row, [, value]) => setText(row.lastElementChild, value));
+  const findings = now.check && Array.isArray(now.check.findings) ? now.check.findings.slice(0, 20) : [];
+  keepRows(byId('findings'), findings, (finding) => `${finding.file}:${finding.line}:${finding.what}`,
+    (finding) => make('li', {}, make('span', {class: 'badge', 'data-kind': finding.severity}, finding.severity),
+      make('span', {}, `${finding.file}:${finding.line}: ${finding.what} → ${finding.effect}`)),
+    () => {});
+}
+
+export function showNow(now) {
+  showState(now);
+  showRate(now);
+  showTiles(now);
+  showServers(now);
+  showWaiting(now);
+  showDrops(now);
+  showHost(now);
+  const hours = now.memory.query_hours;
+  setText(byId('kept'), hours === 0 ? 'single queries are not kept' : `kept for ${count(hours)} hours, then forgotten`);
+  const size = `${count(Math.round(now.memory.bytes / 1048576))} MB at most`;
+  setText(byId('memory'), now.memory.failing ? 'The database can’t be written at present; nothing is lost while this program runs.'
+    : `Totals are kept for 400 days; ${hours === 0 ? 'single queries are not kept' : `single queries for ${count(hours)} hours`}; ${size}.`);
+}

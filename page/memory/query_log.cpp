@@ -92,24 +92,38 @@ Query QueryLog::Load(std::int64_t id) {
 std::vector<Query> QueryLog::Older(std::int64_t before, std::size_t most) {
   if (before <= 0) before = std::numeric_limits<std::int64_t>::max();
   if (wants_names_ && names_.empty()) return {};
-  const bool is_few = wants_names_ && uses_ <= kMostByIndex && names_.size() <= kMostNamesInText;
-  return is_few ? ByIndex(before, most) : ByScan(before, most);
+  if (wants_names_ && uses_ <= kMostByIndex && names_.size() <= kMostNamesInText) {
+    std::string list;
+    for (const std::int64_t name : names_) list += (list.empty() ? "" : ",") + std::to_string(name);
+    return ByIndex("INDEXED BY queries_by_name WHERE name IN (" + list + ")", before, most);
+  }
+  if (outcome_ && CountOutcome() <= kMostByIndex) {
+    return ByIndex("INDEXED BY queries_by_outcome WHERE 1", before, most);
+  }
+  return ByScan(before, most);
 }
 
-std::vector<Query> QueryLog::ByIndex(std::int64_t before, std::size_t most) {
-  std::string list;
-  for (const std::int64_t name : names_) list += (list.empty() ? "" : ",") + std::to_string(name);
-  Statement ids(database_, "SELECT id FROM queries INDEXED BY queries_by_name WHERE name IN (" +
-                               list + ") AND id < ?1" + Condition() + " ORDER BY id DESC LIMIT ?2");
-  ids.Bind(1, before).Bind(2, static_cast<std::int64_t>(most));
-  std::vector<Query> queries;
-  while (ids.Step()) queries.push_back(Load(ids.Integer(0)));
-  return queries;
+// With another filter it may be fewer.
+std::uint64_t QueryLog::CountOutcome() {
+  Statement count(database_, "SELECT count(*) FROM queries WHERE 1" + Condition());
+  return count.Step() ? static_cast<std::uint64_t>(count.Integer(0)) : 0;
+}
+
+// `source`: an index and what it finds.
+std::vector<Query> QueryLog::ByIndex(const std::string& source, std::int64_t before,
+                                     std::size_t most) {
+  Statement ids(database_, "SELECT id, name FROM queries " + source + " AND id < ?1" + Condition() +
+                               " ORDER BY id DESC");
+  return Collect(ids, before, most);
 }
 
 std::vector<Query> QueryLog::ByScan(std::int64_t before, std::size_t most) {
   Statement ids(database_, "SELECT id, name FROM queries NOT INDEXED WHERE id < ?1" + Condition() +
                                " ORDER BY id DESC");
+  return Collect(ids, before, most);
+}
+
+std::vector<Query> QueryLog::Collect(Statement& ids, std::int64_t before, std::size_t most) {
   ids.Bind(1, before);
   std::vector<Query> queries;
   while (queries.size() < most && ids.Step()) {
@@ -121,8 +135,7 @@ std::vector<Query> QueryLog::ByScan(std::int64_t before, std::size_t most) {
 std::optional<std::uint64_t> QueryLog::Count() {
   if (wants_names_ && (outcome_ || server_)) return std::nullopt;
   if (wants_names_) return uses_;
-  Statement count(database_, "SELECT count(*) FROM queries WHERE 1" + Condition());
-  return count.Step() ? static_cast<std::uint64_t>(count.Integer(0)) : 0;
+  return CountOutcome();
 }
 
 std::vector<NameUse> BusiestNames(Database& database, std::size_t most) {

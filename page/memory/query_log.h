@@ -40,8 +40,10 @@ class QueryLog {
  private:
   void FindNames(const QueryFilter& filter);
   std::string Condition() const;
-  std::vector<Query> ByIndex(std::int64_t before, std::size_t most);
+  std::uint64_t CountOutcome();
+  std::vector<Query> ByIndex(const std::string& source, std::int64_t before, std::size_t most);
   std::vector<Query> ByScan(std::int64_t before, std::size_t most);
+  std::vector<Query> Collect(Statement& ids, std::int64_t before, std::size_t most);
   Query Load(std::int64_t id);
   bool HasName(std::int64_t name) const;
 

@@ -32,13 +32,13 @@ def page_path():
 class Page:
     """One run of the program on a free port; the end of the `with` block ends it and looks at how."""
 
-    def __init__(self, folder, *options, trace=None, database=None, **popen):
+    def __init__(self, folder, *options, trace=None, database=None, port=0, **popen):
         self.folder = pathlib.Path(folder)
         self.trace = trace or self.folder / "trace"
         self.database = database or self.folder / "memory.db"
-        command = [page_path(), "--port=0", f"--trace={self.trace}", f"--database={self.database}", "--companion=none"]
+        command = [page_path(), f"--port={port}", f"--trace={self.trace}", f"--database={self.database}"]
         self.process = subprocess.Popen(
-            [*command, *options], stdout=subprocess.PIPE, stderr=subprocess.PIPE, encoding="latin-1", **popen
+            [*command, "--companion=none", *options], stdout=subprocess.PIPE, stderr=subprocess.PIPE, encoding="latin-1", **popen
         )
         line = self.process.stdout.readline()
         found = re.fullmatch(r"http://127\.0\.0\.1:(\d+)/\n", line)
@@ -101,6 +101,10 @@ class Page:
             wait_until(is_there, f"{expected}")
         except AssertionError as error:
             raise AssertionError(f"{error}; it is {seen}") from None
+
+    def wait_for_at_least(self, **wanted):
+        """Until each of these counts has been reached."""
+        wait_until(lambda: all(self.outcomes()[key] >= count for key, count in wanted.items()), f"{wanted}")
 
     def wait_until_serving(self):
         """Until the start of the proxy has been read."""
@@ -168,7 +172,14 @@ def ask(*names, wants_answers=True):
                 application.receive()
 
 
-def filed(name, number, *, serving=False):
+def query_for_bytes(name):
+    """A query for a name of any bytes, in labels of up to 63 bytes; dots in it are bytes like others."""
+    labels = [name[at : at + 63] for at in range(0, len(name), 63)]
+    question = b"".join(bytes([len(label)]) + label for label in labels) + b"\0" + b"\0\1\0\1"
+    return b"\0\1\1\0\0\1\0\0\0\0\0\0" + question
+
+
+def filed(name, number):
     """The trace of a query from the host map, as bytes, without any proxy."""
     name = name if isinstance(name, bytes) else name.encode()
     fallback = b"func: TryNextDNSQueryMethod(line:"

@@ -48,12 +48,17 @@ upstream_on() {
   DNS_PROXY_UPSTREAM_BINARY="$PWD/$1/dns_proxy_upstream" pytest_on "$1" tests/upstream
 }
 
+page_on() {
+  DNS_PROXY_BINARY="$PWD/$1/dns_proxy_mac" DNS_PROXY_PAGE="$PWD/$1/dns_proxy_page" DNS_PROXY_DEADLINE=30 \
+    tests/page/run -k "not browser and not size"
+}
+
 # With a compiler and CMake alone: no GoogleTest, no benchmarks, no CLI11, no c-ares, no other generator.
 build_plain() {
   forget_moved_sources build/plain
   cmake -S . -B build/plain ${launcher:+"$launcher"} -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON \
     -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON \
-    -DCARES_LIBRARY=OFF &&
+    -DCARES_LIBRARY=OFF -DCMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON &&
     cmake --build build/plain -j "$(processors)" && test -x build/plain/dns_proxy_mac
 }
 

@@ -84,7 +84,7 @@ int ChildProcess::Wait() {
 }
 
 void UnshareMounts() {
-  if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+  if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) != 0) {
     throw std::runtime_error("a mount namespace of its own is not permitted");
   }
 }

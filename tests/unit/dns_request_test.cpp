@@ -86,17 +86,20 @@ TEST(DnsRequestTest, ManyQueriesOneAfterTheOtherTakeTheStorageOfOne) {
 }
 
 TEST(DnsRequestTest, ThreadsMakeAndFreeRecordsAtTheSameTime) {
-  const auto work = [] {
-    for (int turn = 0; turn < 2000; ++turn) {
+  const auto work = [](std::uint16_t mark) {
+    for (int turn = 0; turn < 200000; ++turn) {
       const std::unique_ptr<DnsRequest> one(new DnsRequest);
       const std::unique_ptr<DnsRequest> other(new DnsRequest);
-      one->usId = 1;
-      other->usId = 2;
-      ASSERT_EQ(one->usId, 1);
+      one->iRecvLen = mark;
+      other->iRecvLen = mark + 1;
+      const std::unique_ptr<DnsRequest> third(new DnsRequest);
+      third->iRecvLen = mark + 2;
+      ASSERT_EQ(one->iRecvLen, mark);
+      ASSERT_EQ(other->iRecvLen, mark + 1);
     }
   };
-  std::thread second(work);
-  work();
+  std::thread second(work, 100);
+  work(200);
   second.join();
 }
 

@@ -3,6 +3,7 @@
 #include <sys/select.h>
 
 #include <cerrno>
+#include <chrono>
 #include <thread>
 
 #include "tests/unit/proxy_fixture.h"
@@ -177,6 +178,31 @@ TEST_F(Workers, TraceIsLeftToTheOtherWorkerWhileThatIsAtWork) {
     EXPECT_THAT(recording.Calls(), ElementsAre("select up to " + descriptors + ", no timeout",
                                                ::testing::StartsWith("write 1: ")));
   }
+  query_thread.join();
+}
+
+TEST_F(Workers, LinesAreHandedOverBeforeAWaitWhileTheOtherWorkerIsAtWork) {
+  Ask("AB CD 01 00 00 01 00 00 00 00 00 00 01 'a' 00 00 01 00 01"_wire);
+  Ask(""_wire);
+  std::thread query_thread;
+  std::thread answer_thread;
+  std::string trace;
+  {
+    const Guard guard(g_DnsRequestTable);
+    query_thread = std::thread(thread_query, nullptr);
+    UntilNextQueryHas(0);  // the first is taken, and its worker comes no further than the table
+    system_calls::Substitute(Call::kSelect, {{0}});
+    answer_thread = std::thread(thread_answer, nullptr);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (trace.find("(line:235)") == std::string::npos &&
+           std::chrono::steady_clock::now() < end) {
+      trace += Trace();
+      std::this_thread::yield();
+    }
+  }
+  EXPECT_EQ(trace, "func: thread_answer(line:235) AnswerThread: select timeout.\n");
+  server_a.Send(kTooShort, AddressOfSocket(servers_socket));
+  answer_thread.join();
   query_thread.join();
 }
 

@@ -77,6 +77,7 @@ Fit LineReading::Collect(const ReadingState& state, std::string_view text, bool 
   last_ = static_cast<std::size_t>(row->line);
   fields = LineFields();
   fields.line = row->line;
+  fields.size = row->plain[0].size();
   std::size_t field = 0;
   const Fit fit = TakeFields(*row, text, field, fields);
   if (fit != Fit::kYes || field == row->roles.size()) return fit;

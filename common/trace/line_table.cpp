@@ -97,28 +97,46 @@ Fit TakePlain(std::string_view plain, std::string_view text, std::size_t& at) {
   return Fit::kYes;
 }
 
+// Decimal, with or without a sign.
 Fit TakeNumber(std::string_view text, std::size_t& at, std::int64_t& number) {
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data() + at, end, number);
-  if (result.ptr == end) return Fit::kMore;
-  if (result.ec != std::errc()) {
-    return result.ec == std::errc::invalid_argument && text.substr(at) == "-" ? Fit::kMore
-                                                                              : Fit::kNo;
+  constexpr std::size_t kMostDigits = 18;
+  std::size_t end = at;
+  const bool is_negative = end < text.size() && text[end] == '-';
+  if (is_negative) ++end;
+  const std::size_t first = end;
+  number = 0;
+  while (end < text.size() && text[end] >= '0' && text[end] <= '9' && end - first < kMostDigits) {
+    number = number * 10 + (text[end++] - '0');
   }
-  at = static_cast<std::size_t>(result.ptr - text.data());
+  if (end == text.size()) return Fit::kMore;
+  if (end == first) return Fit::kNo;
+  if (is_negative) number = -number;
+  at = end;
   return Fit::kYes;
 }
 
-bool IsOfAddress(char character) {
-  return (character >= '0' && character <= '9') || character == '.' || character == ':' ||
-         (character >= 'a' && character <= 'f');
+bool IsOfIpv6Alone(char character) {
+  return character == ':' || (character >= 'a' && character <= 'f');
 }
 
+// As the proxy prints it: empty, four numbers, or IPv6.
 Fit TakeAddress(std::string_view text, std::size_t& at, std::string_view& address) {
   std::size_t end = at;
-  while (end < text.size() && IsOfAddress(text[end])) ++end;
+  std::size_t dots = 0;
+  bool is_ipv6 = false;
+  for (; end < text.size() && end - at <= kLongestAddress; ++end) {
+    const char character = text[end];
+    if (character == '.') {
+      ++dots;
+    } else if (IsOfIpv6Alone(character)) {
+      is_ipv6 = true;
+    } else if (character < '0' || character > '9') {
+      break;
+    }
+  }
   if (end - at > kLongestAddress) return Fit::kNo;
   if (end == text.size()) return Fit::kMore;
+  if (end > at && dots != 3 && !is_ipv6) return Fit::kNo;
   address = text.substr(at, end - at);
   at = end;
   return Fit::kYes;
@@ -207,7 +225,8 @@ Fit Recognise(std::string_view text, const LineRow* likely, const LineRow*& row)
 
 Fit TakeFields(const LineRow& row, std::string_view text, std::size_t& first, LineFields& fields) {
   for (;; ++first) {
-    Fit fit = TakePlain(row.plain[first], text, fields.size);
+    const bool is_taken = first == 0 && fields.size == row.plain[0].size();
+    Fit fit = is_taken ? Fit::kYes : TakePlain(row.plain[first], text, fields.size);
     if (fit != Fit::kYes || first == row.roles.size()) return fit;
     if (row.roles[first] == 'q') return Fit::kYes;
     fit = TakeField(row, first, text, fields);

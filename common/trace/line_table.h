@@ -104,6 +104,7 @@ Fit Recognise(std::string_view text, const LineRow* likely, const LineRow*& row)
 /// Takes the fields of `row` from `first` on out of `text`, of which `fields.size` bytes have been
 /// taken already, and all plain text in front of them. Stops in front of a name ('q'), at the field
 /// whose number is then `first`; otherwise `first` is one past the last.
+/// With `fields.size` the size of the row's first plain text, that has been taken already.
 Fit TakeFields(const LineRow& row, std::string_view text, std::size_t& first, LineFields& fields);
 
 /// TakeFields from the first field on, for a row without a name.

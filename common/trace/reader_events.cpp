@@ -5,6 +5,13 @@ namespace {
 
 constexpr char kOthers[] = "others";
 
+// The most frequent lines that make no event.
+bool OnlyLeadsUp(Line line) {
+  return line == Line::kQueryReadable || line == Line::kQueryReceived ||
+         line == Line::kQuestionCountRead || line == Line::kResponseReadable ||
+         line == Line::kResponseReceived;
+}
+
 }  // namespace
 
 TraceReader::Inside::Inside() : names_(queries), reading_(state_, names_) {
@@ -22,6 +29,7 @@ bool TraceReader::Inside::Place(const LineFields& fields) {
     return true;
   }
   if (was_reading) not_understood += state_.start.CancelReading();
+  if (OnlyLeadsUp(fields.line)) return true;
   if (fields.line >= Line::kNextMethodTried) {
     TellOfFallback(fields, *printer);
   } else if (*printer == Worker::kQuery) {

@@ -56,6 +56,7 @@ class TraceReader::Inside {
   void TellOfIntake(const LineFields& fields);
   void TellOfRelay(const LineFields& fields);
   void TellOfFallback(const LineFields& fields, Worker worker);
+  void TellOfAnswer(const LineFields& fields, const AtWork& at_work);
   void Tell(TraceEvent& event);
   void TellOf(TraceEventKind kind, const Query& query);
   std::uint16_t ServerAt(std::string_view address);

@@ -19,6 +19,15 @@ bool ShowsConfiguration(std::string_view text, LineFields& fields) {
   return !row->roles.empty() && row->roles.front() == 't';
 }
 
+// In a line, or in lines 432 and 464 together.
+std::uint64_t LineEnds(std::string_view text, const LineFields& fields) {
+  if (fields.text.find('\n') != kNowhere) {
+    return static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
+  }
+  const std::string_view decoded = RowOf(Line::kDomainDecoded).plain[0];
+  return fields.line == Line::kRequestFiled && text.substr(0, decoded.size()) == decoded ? 2 : 1;
+}
+
 }  // namespace
 
 void TraceReader::Inside::Feed(std::string_view bytes, std::int64_t arrival) {
@@ -72,10 +81,7 @@ std::size_t TraceReader::Inside::ReadOne(std::string_view text, bool is_all) {
     Pass(text.substr(0, fields.size), false);
     return fields.size;
   }
-  lines += static_cast<std::uint64_t>(
-      fields.line == Line::kRequestFiled || !fields.text.empty()
-          ? std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(fields.size), '\n')
-          : 1);
+  lines += LineEnds(text.substr(0, fields.size), fields);
   return fields.size;
 }
 

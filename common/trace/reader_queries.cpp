@@ -149,7 +149,6 @@ void TraceReader::Inside::RelayOf(const LineFields& fields) {
 
 void TraceReader::Inside::TellOfFallback(const LineFields& fields, Worker worker) {
   AtWork& at_work = at_work_[static_cast<std::size_t>(worker)];
-  TraceEvent event;
   switch (fields.line) {
     case Line::kNextMethodTried:
       if (at_work.number == 0) at_work.id = static_cast<std::uint16_t>(fields.id);
@@ -161,6 +160,15 @@ void TraceReader::Inside::TellOfFallback(const LineFields& fields, Worker worker
       return;
     case Line::kForwardFailed:
       return FailToSend(fields.numbers[0], at_work);
+    default:
+      return TellOfAnswer(fields, at_work);
+  }
+}
+
+// The proxy's own two answers.
+void TraceReader::Inside::TellOfAnswer(const LineFields& fields, const AtWork& at_work) {
+  TraceEvent event;
+  switch (fields.line) {
     case Line::kFoundInHostMap:
       event.kind = TraceEventKind::kFoundInHostMap;
       std::copy_n(fields.numbers.begin(), event.numbers.size(), event.numbers.begin());

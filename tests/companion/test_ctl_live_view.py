@@ -7,6 +7,7 @@ import select
 import subprocess
 import time
 
+import pytest
 from terminal import Terminal
 from trace_lines import INTAKE_ENDED, START, accepted, forwarded, hit, relayed
 
@@ -119,6 +120,26 @@ def test_report_stays_when_the_view_is_ended(tmp_path):
         terminal.type("C-c")
         terminal.expect(lambda screen: screen[-1] == "status 0", "the end of the live view")
         terminal.expect(lambda screen: screen[-1 - len(REPORT_AT_END) : -1] == REPORT_AT_END, "the report")
+
+
+def test_view_that_is_suspended_gives_the_terminal_back_and_goes_on(tmp_path):
+    (tmp_path / "trace").write_text(START)
+    with Terminal(["bash", "--norc", "--noprofile"], columns=90, rows=40, environment={"HOME": str(tmp_path)}) as terminal:
+        terminal.type(f"cd {tmp_path}; PS1=ready; {ctl.ctl_path()} trace -f trace", "Enter")
+        terminal.expect_screen(SCREEN_AT_START)
+        terminal.type("C-z")
+        terminal.expect(lambda screen: screen[-1] == "ready" and "Stopped" in "".join(screen), "the shell")
+        assert SCREEN_AT_START[2] not in terminal.screen()
+        append(tmp_path / "trace", CHANGES)
+        terminal.type("fg", "Enter")
+        terminal.expect_screen(["trace  (Ctrl-C ends)", "", *REPORT_AT_END])
+
+
+@pytest.mark.parametrize("kind", ["dumb", ""])
+def test_terminal_that_can_not_be_drawn_on_gets_lines(tmp_path, kind):
+    (tmp_path / "trace").write_text(START)
+    with shell_of(f"TERM={kind} {ctl.ctl_path()} trace -f {tmp_path}/trace") as terminal:
+        terminal.expect_screen(["the proxy starts with 2 servers and 1 host map entry", "the proxy serves"])
 
 
 def test_screen_of_a_pipe(tmp_path):

@@ -1,5 +1,8 @@
 """`trace` on files of all kinds and sizes."""
 
+import bz2
+import gzip
+import lzma
 import os
 import subprocess
 
@@ -22,6 +25,33 @@ def test_file_that_holds_no_trace(tmp_path, content, lines):
     result = ctl.run("trace", path)
     assert result.stdout == ""
     assert result.stderr == f"dns_proxy_ctl: {path} holds no trace of the proxy: {lines}, none understood.\n"
+    assert result.returncode == 1
+
+
+@pytest.mark.parametrize(
+    ("compress", "hint"),
+    [
+        (gzip.compress, "It is compressed with gzip: zcat {} | dns_proxy_ctl trace"),
+        (lzma.compress, "It is compressed with xz: xzcat {} | dns_proxy_ctl trace"),
+        (bz2.compress, "It is compressed with bzip2: bzcat {} | dns_proxy_ctl trace"),
+    ],
+    ids=["gzip", "xz", "bzip2"],
+)
+def test_compressed_trace_gets_a_hint(tmp_path, compress, hint):
+    path = tmp_path / "trace"
+    path.write_bytes(compress(START.encode()))
+    result = ctl.run("trace", path)
+    assert result.stderr.endswith(f", none understood. {hint.format(path)}\n")
+    assert result.returncode == 1
+
+
+@pytest.mark.parametrize("prefix", ["Nov 21 09:00:00 host dns_proxy_mac[123]: ", "2026-11-21T09:00:00+0000 host x: "])
+def test_trace_with_something_in_front_of_its_lines_gets_a_hint(tmp_path, prefix):
+    path = tmp_path / "trace"
+    path.write_text("".join(prefix + line + "\n" for line in START.splitlines()))
+    result = ctl.run("trace", path)
+    assert "none understood. Its lines are the proxy's, with something in front of each" in result.stderr
+    assert "journalctl -o cat" in result.stderr
     assert result.returncode == 1
 
 

@@ -30,7 +30,7 @@ void AddOptions(CLI::App& program, Options& options) {
   add("--companion", options.companion,
       "dns_proxy_ctl, to show what its check and status say; none for no such program", "PROGRAM");
   add("--companion-seconds", options.companion_seconds,
-      "Between two runs of it, while somebody looks; 5 unless given", "SECONDS")
+      "Between two runs of it, while somebody looks; 60 unless given", "SECONDS")
       ->check(CLI::Range(1, 3600));
 }
 

@@ -9,7 +9,7 @@ struct Options {
   std::string trace = "/var/log/Varnok/trace";
   std::string database = "/var/lib/dns_proxy_page/memory.db";
   std::string companion;
-  int companion_seconds = 5;
+  int companion_seconds = 60;
   std::uint16_t port = 5380;
   std::int64_t query_hours = 24;
   std::int64_t megabytes = 64;

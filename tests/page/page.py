@@ -160,6 +160,7 @@ def proxy_tracing_into(path, dns=None, hostmap=None):
         with Proxy(dns=dns, hostmap=hostmap, stdout=output) as proxy:
             wait_until(lambda: starts() > before, "the proxy to serve")
             yield proxy
+            proxy.wait_until_idle()  # then its trace is written
             proxy.kill()
 
 

@@ -14,7 +14,6 @@ constexpr std::size_t kStretch = 512 * 1024;
 constexpr std::size_t kMostLines = 200;
 constexpr std::size_t kIntakeLines = 4;  // that lead up to the one that names the id
 constexpr std::string_view kFiled = "(line:464)FromAPP: the request domain is ";
-constexpr std::string_view kFallback = "TryNextDNSQueryMethod";
 
 std::string ReadStretch(int file, std::uint64_t offset) {
   std::string text(kStretch, '\0');

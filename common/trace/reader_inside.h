@@ -76,7 +76,7 @@ class TraceReader::Inside {
   void Ask(AtWork& at_work);
   void FailToSend(std::int64_t error, const AtWork& at_work);
   void RelayOf(const LineFields& fields);
-  void End(Query& query, Outcome outcome);
+  bool End(Query& query, Outcome outcome);
   void EndWith(TraceEvent& event, Query& query, Outcome outcome);
 
   ReadingState state_;

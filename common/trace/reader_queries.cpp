@@ -48,15 +48,17 @@ void TraceReader::Inside::Pursue(Worker worker, const Query& query) {
   at_work.id = query.id;
 }
 
-void TraceReader::Inside::End(Query& query, Outcome outcome) {
+// False for one that has ended before.
+bool TraceReader::Inside::End(Query& query, Outcome outcome) {
   if (query.number == 0) {
     if (!names_.ids_without_name.empty()) names_.ids_without_name[query.id] = false;
   } else if (!queries.Holds(query)) {
-    return;
+    return false;
   }
   query.outcome = outcome;
   query.ended = now_;
   if (query.number != 0) queries.End(query);
+  return true;
 }
 
 void TraceReader::Inside::LoseAll() {
@@ -120,8 +122,8 @@ void TraceReader::Inside::FailToSend(std::int64_t error, const AtWork& at_work) 
   Query& query = QueryOf(at_work);
   if (!query.tries.empty()) query.tries.pop_back();
   if (query.outcome == Outcome::kWaiting) query.loss = DropReason::kNotSentToServer;
-  End(query, Outcome::kLost);
   TraceEvent event;
+  event.numbers[1] = End(query, Outcome::kLost) ? 1 : 0;
   event.kind = TraceEventKind::kForwardFailed;
   event.numbers[0] = error;
   event.server = at_work.server;
@@ -142,7 +144,7 @@ void TraceReader::Inside::RelayOf(const LineFields& fields) {
   event.kind = TraceEventKind::kWithoutAnswer;
   if (fields.line == Line::kResponseRelayed) {
     event.kind = TraceEventKind::kRelayed;
-    End(query, Outcome::kAnswered);
+    if (!End(query, Outcome::kAnswered)) return;
   }
   Tell(event);
 }
@@ -185,7 +187,7 @@ void TraceReader::Inside::TellOfAnswer(const LineFields& fields, const AtWork& a
 }
 
 void TraceReader::Inside::EndWith(TraceEvent& event, Query& query, Outcome outcome) {
-  End(query, outcome);
+  if (!End(query, outcome)) return;
   event.query = &query;
   Tell(event);
 }

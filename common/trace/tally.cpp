@@ -136,6 +136,7 @@ void Tally::TakeOfQuery(const TraceEvent& event) {
       return;
     case TraceEventKind::kForwardFailed:
       --CountsOf(event.server).asked;
+      if (event.numbers[1] == 0) return;
       return EndQuery(event, drops_[Index(DropReason::kNotSentToServer)]);
     case TraceEventKind::kFoundInHostMap:
       return EndQuery(event, from_host_map_);

@@ -29,7 +29,8 @@ enum class TraceEventKind : std::uint8_t {
   // A query. `query` is null only for one from before the first line that was read.
   kAccepted,
   kAsked,           ///< sent to `server`
-  kForwardFailed,   ///< numbers: the system's error; the sending to `server` has not happened
+  kForwardFailed,   ///< the sending to `server` has not happened. Numbers: the system's error, and
+                    ///< 1 when the query has ended with it, 0 when it had ended before
   kFoundInHostMap,  ///< numbers: the four bytes of the address
   kExhausted,       ///< answered "no such name"
   kRelayed,         ///< address: the server, which is `server`

@@ -37,7 +37,8 @@ void JsonWriter::AppendString(std::string_view text) {
       text_ += character;
     } else {
       char escaped[8];
-      std::snprintf(escaped, sizeof(escaped), "\\u%04x", static_cast<unsigned char>(character));
+      static_cast<void>(std::snprintf(escaped, sizeof(escaped), "\\u%04x",
+                                      static_cast<unsigned char>(character)));
       text_ += escaped;
     }
   }
@@ -67,7 +68,7 @@ JsonWriter& JsonWriter::Number(std::uint64_t number) {
 JsonWriter& JsonWriter::Real(double number) {
   BeginValue();
   char digits[32];
-  std::snprintf(digits, sizeof(digits), "%.3f", number);
+  static_cast<void>(std::snprintf(digits, sizeof(digits), "%.3f", number));
   text_ += digits;
   return *this;
 }

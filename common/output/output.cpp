@@ -25,7 +25,8 @@ void Print(std::string_view text) {
 void FlushOutput() { Note(std::fflush(stdout) == 0); }
 
 void Complain(std::string_view sentence) {
-  std::fprintf(stderr, "dns_proxy_ctl: %.*s\n", static_cast<int>(sentence.size()), sentence.data());
+  static_cast<void>(std::fprintf(stderr, "dns_proxy_ctl: %.*s\n", static_cast<int>(sentence.size()),
+                                 sentence.data()));
 }
 
 int FinishOutput(int status) {

@@ -44,6 +44,10 @@ std::vector<std::string> Numbers(const std::string& directory) {
   return names;
 }
 
+pid_t PidOf(const std::string& name) {
+  return static_cast<pid_t>(std::strtol(name.c_str(), nullptr, 10));
+}
+
 // The start of the process in clock ticks since the boot; 0 when it has ended.
 std::uint64_t StartOf(pid_t pid) {
   constexpr int kFieldsBetween = 18;  // from the state to the start
@@ -90,7 +94,7 @@ bool HasNameAndNoArguments(pid_t pid) {
 // Addresses are written in hexadecimal, 32 bits at a time in the machine's order.
 std::vector<BoundSocket> SocketsOnPort(const std::string& table, in_addr_t asked) {
   char digits[16];
-  std::snprintf(digits, sizeof(digits), "%08X", asked);
+  static_cast<void>(std::snprintf(digits, sizeof(digits), "%08X", asked));
   const std::vector<std::string> covering = {"00000000", std::string(32, '0'),
                                              "0000000000000000FFFF0000" + std::string(digits)};
   std::vector<BoundSocket> sockets;
@@ -141,7 +145,7 @@ Holds HasOpen(pid_t pid, const std::string& inode) {
 std::vector<Process> ProcessesNamedAsProxy() {
   std::vector<Process> found;
   for (const std::string& number : Numbers("/proc")) {
-    const pid_t pid = std::atoi(number.c_str());
+    const pid_t pid = PidOf(number);
     if (!HasNameAndNoArguments(pid) || !IsInThisNetwork(pid)) continue;
     if (const std::uint64_t started = StartOf(pid)) found.push_back({pid, started, OwnerOf(pid)});
   }
@@ -179,7 +183,7 @@ PortHolder HolderOfLocalPort() {
   const std::vector<BoundSocket> sockets = SocketsOnPort(htonl(INADDR_LOOPBACK));
   if (sockets.empty()) return {false, 0, ""};
   for (const std::string& number : Numbers("/proc")) {
-    const pid_t pid = std::atoi(number.c_str());
+    const pid_t pid = PidOf(number);
     if (HasOpen(pid, sockets.front().inode) != Holds::kYes) continue;
     std::string name = Whole(Of(pid, "comm"));
     name.erase(std::remove(name.begin(), name.end(), '\n'), name.end());

@@ -15,7 +15,7 @@ class NamesKeeper {
   void Look();
 
  private:
-  const NamesPlaces places_;
+  NamesPlaces places_;
   std::string seen_;
   std::string done_;
 };

@@ -130,7 +130,8 @@ int ProbeUpstreams(int timeout_ms) {
   std::size_t number = 0;
   for (const ServerProbe& probe : ProbeServers(file.servers, file.servers.size(), timeout_ms)) {
     char start[64];
-    std::snprintf(start, sizeof(start), "server %zu  %-15s  ", ++number, probe.address.c_str());
+    static_cast<void>(std::snprintf(start, sizeof(start), "server %zu  %-15s  ", ++number,
+                                    probe.address.c_str()));
     Print(start + WordsFor(probe, timeout_ms) + '\n');
     all_answer = all_answer && probe.state == ServerState::kAnswers;
   }
@@ -168,7 +169,7 @@ std::vector<ServerProbe> ProbeServers(const ServerList& servers, std::size_t mos
 
 std::string InMilliseconds(double milliseconds) {
   char text[32];
-  std::snprintf(text, sizeof(text), "%.2f ms", milliseconds);
+  static_cast<void>(std::snprintf(text, sizeof(text), "%.2f ms", milliseconds));
   return text;
 }
 

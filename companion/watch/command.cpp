@@ -1,8 +1,7 @@
-#include <signal.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <optional>

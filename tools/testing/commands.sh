@@ -67,7 +67,10 @@ sources() { find . \( -path ./build -o -name node_modules \) -prune -o \( -name 
 # Of one version on every system: another one formats some lines otherwise, and finds other things.
 check_format() { sources | xargs clang-format-14 --dry-run -Werror; }
 check_workflows() { tools/workflows/check && pytest tests/workflows; }
+linted() {
+  sources | grep -E '^\./(dns_proxy_mac|common/(configuration|output|platform)|companion/(check|probe|status|watch))/.*\.cpp$'
+}
 check_lint() {
   configure clang &&
-    sources | grep '^\./dns_proxy_mac/.*\.cpp$' | xargs -n 3 -P "$(processors)" clang-tidy-14 -p build/clang --quiet
+    linted | xargs -n 3 -P "$(processors)" clang-tidy-14 -p build/clang --quiet
 }

@@ -54,13 +54,13 @@ begin_run() {
 
 # Starts a command in a process group of its own, so that Ctrl-C is this shell's alone.
 start_step() {
-  local log=$1 launcher=
+  local log=$1 launcher
   shift
-  ! command -v ccache >/dev/null || launcher=-DCMAKE_CXX_COMPILER_LAUNCHER=ccache
+  launcher=$(command -v ccache)
   set -m
   as_root env -u CDPATH HOME="$state/home" XDG_CACHE_HOME="$state/home/.cache" TMPDIR="$state/tmp" \
     CCACHE_DIR="$PWD/build/ccache" CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=1 \
-    CCACHE_SLOPPINESS=pch_defines,time_macros PYTHONDONTWRITEBYTECODE=1 PATH="$PATH" launcher="$launcher" \
+    CCACHE_SLOPPINESS=pch_defines,time_macros PYTHONDONTWRITEBYTECODE=1 PATH="$PATH" CMAKE_CXX_COMPILER_LAUNCHER="$launcher" \
     ${runner[@]:+"${runner[@]}"} \
     bash -c '. tools/testing/commands.sh && "$@"' step "$@" >"$log" 2>&1 </dev/null &
   step=$!

@@ -4,6 +4,7 @@ import ctypes
 import os
 import pathlib
 import platform
+import secrets
 import socket
 import struct
 
@@ -25,7 +26,7 @@ SYSTEM_CALLS = {
 
 APPLICATION_SOCKET = 3  # the descriptors that the program gets for its two sockets,
 UPSTREAM_SOCKET = 4  # being the first that it keeps open
-ORDINARY_USER = 100_000 + os.getpid()  # nobody else's: threads are counted for each user
+ORDINARY_USER = 100_000 + secrets.randbelow(1 << 30)  # nobody else's: threads are counted for each user
 UDP_PROTOCOL = 17
 
 

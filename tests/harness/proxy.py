@@ -7,6 +7,7 @@ import socket
 import subprocess
 import tempfile
 
+from . import processes
 from .commands import CannotTest
 from .namespace import CONFIGURATION_DIRECTORY
 from .trace import Trace
@@ -22,7 +23,7 @@ SANITIZER_OPTIONS = {  # for programs built with them; the environment may say o
 DNS_FILE = pathlib.Path(CONFIGURATION_DIRECTORY, "dns")
 HOSTMAP_FILE = pathlib.Path(CONFIGURATION_DIRECTORY, "hostmap")
 
-LOCAL_SOCKET_ROW = " 0100007F:0035 "  # 127.0.0.1 port 53 in the system's table of UDP sockets
+LOCAL_SOCKET = ("127.0.0.1", 53)
 ENDING_DATAGRAM = bytes(11)
 END_LINES = [
     "func: thread_answer(line:239) AnswerThread: received dns response.",
@@ -124,13 +125,12 @@ class Proxy:
 
     def wait_until_bound(self):
         """For a run whose trace is not read: from here on the system keeps queries for the program."""
-        table = pathlib.Path(f"/proc/{self.pid}/net/udp")
-        wait_until(lambda: LOCAL_SOCKET_ROW in table.read_text(encoding="ascii"), "the bound port")
+        wait_until(lambda: LOCAL_SOCKET in processes.udp_sockets(self.pid), "the bound port")
 
     def threads(self):
         """The ids of the program's threads, in the order of their creation; the last ones are the answer
         thread and the query thread while both live."""
-        return [int(name) for name in os.listdir(f"/proc/{self.pid}/task")]
+        return processes.threads(self.pid)
 
     def wait_until_idle(self):
         """Every thread sleeps, which behind the last expected line means: waits for a datagram.
@@ -145,7 +145,7 @@ class Proxy:
         self._wait_until_all_are("T", "the stop")
 
     def _wait_until_all_are(self, state, what):
-        wait_until(lambda: all(_state(self.pid, thread) == state for thread in self.threads()), what)
+        wait_until(lambda: all(found == state for found in processes.states(self.pid)), what)
 
     def expect_query_thread_end(self, before):
         """The newest of the threads `before` ends, and no other. Take `before` while both workers live."""
@@ -155,11 +155,7 @@ class Proxy:
 
     def upstream_port(self):
         """The port of the socket toward the servers; None before its first query has gone out."""
-        inodes = {_socket_inode(self.pid, name) for name in os.listdir(f"/proc/{self.pid}/fd")}
-        with open(f"/proc/{self.pid}/net/udp", encoding="ascii") as table:
-            rows = [line.split() for line in table.readlines()[1:]]
-        locals_ = [row[1].split(":") for row in rows if row[9] in inodes]
-        ports = [int(port, 16) for address, port in locals_ if address == "00000000"]
+        ports = [port for address, port in processes.udp_sockets(self.pid) if address == "0.0.0.0"]
         return ports[0] if ports else None
 
     def send_upstream(self, datagram, address="127.0.0.1"):
@@ -201,19 +197,3 @@ class Proxy:
         """What the program wrote to standard error: nothing, unless a sanitizer has found something."""
         self._errors.seek(0)
         return self._errors.read().decode("latin-1")
-
-
-def _state(pid, thread):
-    try:
-        with open(f"/proc/{pid}/task/{thread}/stat", encoding="latin-1") as status:
-            return status.read().rsplit(") ", 1)[1][0]
-    except (FileNotFoundError, ProcessLookupError):
-        return None
-
-
-def _socket_inode(pid, descriptor):
-    try:
-        target = os.readlink(f"/proc/{pid}/fd/{descriptor}")
-    except FileNotFoundError:
-        return None
-    return target[len("socket:[") : -1] if target.startswith("socket:[") else None

@@ -9,6 +9,7 @@ import pytest
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
 
 import harness  # noqa: E402  (found through the line above)
+from harness import left_out_on_macos  # noqa: E402
 from fake_server import FakeServer  # noqa: E402
 from program import Program, binary_path  # noqa: E402
 
@@ -45,3 +46,7 @@ def servers():
 def program(servers):
     with Program([server.address for server in servers]) as running:
         yield running
+
+
+def pytest_collection_modifyitems(config, items):
+    left_out_on_macos.leave_out(config, items)

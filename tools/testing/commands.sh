@@ -4,7 +4,10 @@
 me=test
 . tools/machine.sh
 
-readonly python=$(command -v /usr/bin/python3 || command -v python3)
+# On macOS what the tests import is in an environment of the build folder.
+python=/usr/bin/python3
+[ ! -x build/python/bin/python3 ] || python=build/python/bin/python3
+readonly python
 
 configure() {  # PRESET
   local folder=build/$1

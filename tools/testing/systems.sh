@@ -1,13 +1,13 @@
 # Which steps of ./test a system runs, and where what they need comes from. To be sourced by ./test, whose
-# tables `steps`, `packages` and `not_on_macos` these read.
+# tables these read.
 
 system=$(uname)
 
 # Why this system does not run step $1; fails when it does.
 reason_against() {
   local line
-  [ "$system" = Darwin ] || return 1
-  for line in "${not_on_macos[@]}"; do
+  if [ "$system" = Darwin ]; then set -- "$1" "${not_on_macos[@]}"; else set -- "$1" "${only_on_macos[@]}"; fi
+  for line in "${@:2}"; do
     if [ "${line%%:*}" = "$1" ]; then
       echo "${line#*: }"
       return
@@ -31,13 +31,19 @@ list_steps() {
   done
 }
 
-install_needed() {
-  if [ "$system" != Darwin ]; then
-    install_packages "${packages[@]}"
-    return
-  fi
-  local tool
-  for tool in c++ cmake python3; do
-    command -v "$tool" >/dev/null || die "$tool is missing: xcode-select --install, then brew install cmake python"
+# Homebrew's packages and Python's; what is there is not installed again.
+install_on_macos() {
+  local wanted=() formula
+  command -v c++ >/dev/null || die "install the command line tools first: xcode-select --install"
+  command -v brew >/dev/null || die "Homebrew is needed for ${macos_formulas[*]}: https://brew.sh"
+  for formula in "${macos_formulas[@]}"; do
+    brew list "$formula" >/dev/null 2>&1 || wanted+=("$formula")
   done
+  [ ${#wanted[@]} -eq 0 ] || brew install --quiet "${wanted[@]}" || return
+  [ -x build/python/bin/pytest ] ||
+    { python3 -m venv build/python && build/python/bin/pip install --quiet pytest pytest-xdist dnspython; }
+}
+
+install_needed() {
+  if [ "$system" = Darwin ]; then install_on_macos; else install_packages "${packages[@]}"; fi
 }

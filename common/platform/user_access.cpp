@@ -12,6 +12,12 @@
 namespace ctl {
 namespace {
 
+#if defined(__APPLE__)
+using Group = int;  // as its initgroups takes it
+#else
+using Group = gid_t;
+#endif
+
 constexpr int kNothingInTheWay = 0;  // status of the child; otherwise the obstacle's number
 
 // "/a/b/c" becomes "/", "/a", "/a/b", "/a/b/c".
@@ -26,8 +32,8 @@ std::vector<std::string> StepsTo(const std::string& path) {
 }
 
 bool Become(const passwd& user) {
-  return initgroups(user.pw_name, user.pw_gid) == 0 && setgid(user.pw_gid) == 0 &&
-         setuid(user.pw_uid) == 0;
+  return initgroups(user.pw_name, static_cast<Group>(user.pw_gid)) == 0 &&
+         setgid(user.pw_gid) == 0 && setuid(user.pw_uid) == 0;
 }
 
 // The number of the first step that is refused, counted from 1.

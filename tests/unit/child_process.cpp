@@ -1,9 +1,7 @@
 #include "tests/unit/child_process.h"
 
 #include <poll.h>
-#include <sched.h>
 #include <signal.h>
-#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -81,10 +79,4 @@ int ChildProcess::Wait() {
   waitpid(pid_, &status, 0);
   pid_ = -1;
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-void UnshareMounts() {
-  if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) != 0) {
-    throw std::runtime_error("a mount namespace of its own is not permitted");
-  }
 }

@@ -37,6 +37,3 @@ class ChildProcess {
   int output_;
   std::string unread_;
 };
-
-/// Moves a child into a mount namespace of its own, where what it mounts is seen by nobody else.
-void UnshareMounts();

@@ -1,5 +1,7 @@
 #include <poll.h>
+#if !defined(__APPLE__)
 #include <sys/syscall.h>
+#endif
 #include <unistd.h>
 
 #include <cerrno>
@@ -36,6 +38,10 @@ constexpr char kFromAWorker[] = "from a worker\n";
 constexpr int kMomentMs = 100;
 constexpr auto kPatience = std::chrono::seconds(5);
 
+#if defined(__APPLE__)
+// Nothing tells there in what a thread sleeps: the worker gives main all its time.
+bool MainWaitsForTheTable() { return false; }
+#else
 // Whether the main thread sleeps in a system call on the request table's mutex.
 bool MainWaitsForTheTable() {
   const std::string main_thread = std::to_string(getpid());
@@ -45,6 +51,7 @@ bool MainWaitsForTheTable() {
   return file >> call >> std::hex >> word && call == std::to_string(SYS_futex) &&
          word == reinterpret_cast<std::uintptr_t>(&g_DnsRequestTable.mutex);
 }
+#endif
 
 // For a worker that holds the table. A main that never waits for it is given up.
 void UntilMainWaitsForTheTable() {

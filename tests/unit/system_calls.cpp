@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <deque>
 #include <map>
 #include <mutex>
@@ -24,7 +25,7 @@ namespace {
 struct State {
   std::mutex mutex;
   std::map<Call, std::deque<Answer>> answers;
-  pthread_t last_handle = 0;
+  std::uintptr_t last_handle = 0;
   pthread_t joined = 0;
   bool recording = false;
   std::vector<std::string> calls;
@@ -52,7 +53,8 @@ std::optional<int> NextAnswer(Call call) {
 pthread_t NextHandle() {
   State& state = TheState();
   const std::lock_guard<std::mutex> lock(state.mutex);
-  return ++state.last_handle;
+  return reinterpret_cast<pthread_t>(
+      ++state.last_handle);  // a number on Linux, an address on macOS
 }
 
 template <typename... Parts>
@@ -153,7 +155,9 @@ int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __real_pthread_create(pthread_t* handle, const pthread_attr_t* attributes, void* (*body)(void*),
                           void* argument);
 int __real_pthread_join(pthread_t handle, void** result);
+#if !defined(__APPLE__)
 int __real_pthread_getattr_default_np(pthread_attr_t* attributes);
+#endif
 
 int __wrap_socket(int domain, int type, int protocol) {
   Record("socket ", domain, ' ', type, ' ', protocol);
@@ -230,14 +234,16 @@ int __wrap_pthread_create(pthread_t* handle, const pthread_attr_t* attributes, v
 int __wrap_pthread_join(pthread_t handle, void** result) {
   const auto answer = NextAnswer(Call::kPthreadJoin);
   if (!answer) return IsSecondJoin(handle) ? ESRCH : __real_pthread_join(handle, result);
-  Record("pthread_join ", handle);
+  Record("pthread_join ", reinterpret_cast<std::uintptr_t>(handle));
   return *answer;
 }
 
+#if !defined(__APPLE__)
 int __wrap_pthread_getattr_default_np(pthread_attr_t* attributes) {
   const auto answer = NextAnswer(Call::kPthreadGetattrDefault);
   return answer ? *answer : __real_pthread_getattr_default_np(attributes);
 }
+#endif
 
 }  // extern "C"
 // NOLINTEND(bugprone-reserved-identifier)

@@ -6,7 +6,7 @@ import random
 import subprocess
 
 import pytest
-from trace_lives import LOST, NOT_LOST, life
+from trace_lives import LOST, NOT_LOST, Run, Truth, life
 
 import ctl
 
@@ -70,3 +70,15 @@ def test_a_reader_that_was_saved_goes_on_as_if_nothing_had_been(tmp_path, seed):
     whole = replay(path)[3]
     for number in range(1, 3):
         assert replay(path, number, "save")[3] == whole
+
+
+def test_ids_come_round_while_earlier_queries_wait(tmp_path):
+    run = Run(random.Random(900), 250_000, hostile=False, ends=False)
+    trace = b"".join(line.printed for line in run.lines)
+    truth = Truth()
+    truth.add_run(run.lines, len(trace))
+    path = tmp_path / "trace"
+    path.write_bytes(trace)
+    assert len(truth.queries) > 65536
+    assert any(line.is_lost for line in run.lines)
+    assert_agrees(path, trace, truth)

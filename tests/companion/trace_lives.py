@@ -118,9 +118,10 @@ class Network:
 class Run:
     """One run of the proxy. `lines` is what it has printed, in the order of the trace."""
 
-    def __init__(self, random, steps, hostile=True):
+    def __init__(self, random, steps, hostile=True, ends=True):
         self.random = random
         self.hostile = hostile
+        self.ends = ends  # workers may end before the last step
         self.lines = []
         self.serial = 0
         self.pending_asks = []
@@ -202,7 +203,7 @@ class Run:
 
     def _take_query(self):
         random = self.random
-        if random.random() < 0.003:
+        if self.ends and random.random() < 0.003:
             bad = [bytes(11), struct.pack(">HHHHHH", 1, 0, 2, 0, 0, 0), struct.pack(">HHHHHH", 1, 0, 1, 0, 0, 0)]
             model.engine.question_of = lambda _datagram, _trace: Question(b"")
             self.proxy.from_application(random.choice(bad), SOURCE)
@@ -230,7 +231,7 @@ class Run:
     def _take_response(self):
         random = self.random
         kind = random.random()
-        if kind < 0.002:
+        if self.ends and kind < 0.002:
             self.proxy.from_server(bytes(5), (SERVERS[0], 53))
         elif kind < 0.1 or not self.outstanding:
             number = random.randrange(40)

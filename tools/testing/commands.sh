@@ -57,8 +57,9 @@ upstream_on() {
   DNS_PROXY_UPSTREAM_BINARY="$PWD/$1/dns_proxy_upstream" pytest_on "$1" tests/upstream
 }
 
+# Under clang's sanitizers: the tests of the page without a browser.
 page_on() {
-  DNS_PROXY_BINARY="$PWD/$1/dns_proxy_mac" DNS_PROXY_PAGE="$PWD/$1/dns_proxy_page" DNS_PROXY_DEADLINE=30 \
+  "$1/tests/page/page_unit_tests" && DNS_PROXY_BINARY="$PWD/$1/dns_proxy_mac" DNS_PROXY_PAGE="$PWD/$1/dns_proxy_page" DNS_PROXY_DEADLINE=30 \
     tests/page/run -k "not browser and not size"
 }
 

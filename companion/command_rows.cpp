@@ -63,7 +63,9 @@ Work DescribeTrace(CLI::App& command) {
 
 Work DescribeWatch(CLI::App& command) {
   command.footer(
-      "Looks once a second, in the process table alone, whether both workers live.\n"
+      "Looks five times a second, in the process table alone, whether both workers live,\n"
+      "and whether /var/log/Varnok/trace is half full or the proxy has run for a day:\n"
+      "then it is started again in the next second in which it traces nothing.\n"
       "Runs until it is ended, as the proxy's user or root, in the proxy's network.\n\n"
       "Exit status: 1 when the proxy can't be ended.");
   return RunWatch;

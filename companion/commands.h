@@ -60,9 +60,9 @@ struct TraceOptions {
 /// it can't be read, kUsage when it would have to be typed in.
 int RunTrace(const TraceOptions& options);
 
-/// Looks at the proxy once a second, in the tables of processes and sockets alone, and ends it with
-/// SIGTERM when its query thread has ended, after one line on standard output. Whoever started the
-/// proxy starts it again. Returns only, with kNo, when it may not end the proxy.
+/// Looks at the proxy five times a second, in the tables of processes and sockets alone, and ends
+/// it with SIGTERM when its query thread has ended, after one line on standard output. Whoever
+/// started the proxy starts it again. Returns only, with kNo, when it may not end the proxy.
 int RunWatch();
 
 struct GuardOptions {

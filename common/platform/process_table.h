@@ -39,6 +39,10 @@ std::vector<std::uint64_t> ThreadsOf(const Process& process);
 
 double SecondsSinceStart(const Process& process);
 
+/// How large a file it may write, in bytes; 0 when there is no limit or it is not known, as on
+/// macOS.
+std::uint64_t FileSizeLimitOf(const Process& process);
+
 /// Whether it holds 127.0.0.1:53, as far as can be seen: without the right to look into the
 /// process, the owner of the socket decides.
 bool HoldsLocalPort(const Process& process);

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <sstream>
 
@@ -164,9 +165,18 @@ std::vector<std::uint64_t> ThreadsOf(const Process& process) {
 }
 
 double SecondsSinceStart(const Process& process) {
-  double up = 0;
-  std::istringstream(Whole("/proc/uptime")) >> up;
-  return up - static_cast<double>(process.started) / static_cast<double>(sysconf(_SC_CLK_TCK));
+  timespec up{};  // with the time that the system was suspended, as in the process's start
+  clock_gettime(CLOCK_BOOTTIME, &up);
+  return static_cast<double>(up.tv_sec) + static_cast<double>(up.tv_nsec) / 1e9 -
+         static_cast<double>(process.started) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+std::uint64_t FileSizeLimitOf(const Process& process) {
+  constexpr char kRow[] = "\nMax file size";
+  const std::string limits = Whole(Of(process.pid, "limits"));
+  const std::size_t row = limits.find(kRow);
+  if (row == std::string::npos) return 0;
+  return std::strtoull(limits.c_str() + row + sizeof(kRow) - 1, nullptr, 10);
 }
 
 bool HoldsLocalPort(const Process& process) {

@@ -9,18 +9,20 @@
 #include <thread>
 #include <vector>
 
+#include "common/output/clock.h"
 #include "common/output/exit_status.h"
 #include "common/output/output.h"
 #include "common/platform/process_table.h"
 #include "companion/commands.h"
 #include "companion/names/names_keeper.h"
+#include "companion/watch/trace_renewal.h"
 
 namespace ctl {
 namespace {
 
 // A proxy that was never seen whole may just be between the creation of its two workers, which
-// takes no longer than the time from one look to the next.
-constexpr int kLooksToBeSure = 2;
+// takes no longer than this.
+constexpr std::chrono::seconds kToBeSure(1);
 
 // Decides, look by look, whether the proxy's query thread has ended while the process lives on: a
 // proxy that nothing can be asked of any more.
@@ -28,9 +30,11 @@ constexpr int kLooksToBeSure = 2;
 // A proxy that starts or ends has fewer threads than one that serves; neither may be taken for it.
 class IntakeWatcher {
  public:
-  // One look at the process table. The process, when its query thread has ended and it has not
-  // been named before.
-  std::optional<Process> Look();
+  // One look at the process table: whether its query thread has ended. Told once of a process.
+  bool IntakeHasEnded();
+
+  // The proxy that was looked at, if there is one.
+  const std::optional<Process>& proxy() const { return proxy_; }
 
  private:
   bool HasProxy();
@@ -39,8 +43,8 @@ class IntakeWatcher {
   std::optional<Process> proxy_;
   // The threads of the proxy when it had all three of them; empty before.
   std::vector<std::uint64_t> all_threads_;
-  int looks_at_two_threads_ = 0;
-  bool was_named_ = false;
+  std::int64_t two_threads_since_ = 0;
+  bool was_told_ = false;
 };
 
 bool IntakeWatcher::HasProxy() {
@@ -55,33 +59,43 @@ bool IntakeWatcher::HasProxy() {
 bool IntakeWatcher::HasLostQueryThread(const std::vector<std::uint64_t>& threads) {
   if (threads.size() == kThreadsOfServingProxy) {
     all_threads_ = threads;
-    looks_at_two_threads_ = 0;
+    two_threads_since_ = 0;
     return false;
   }
   if (threads.size() != kThreadsOfServingProxy - 1) {
-    looks_at_two_threads_ = 0;
+    two_threads_since_ = 0;
     return false;
   }
-  if (all_threads_.empty()) return ++looks_at_two_threads_ >= kLooksToBeSure;
+  if (two_threads_since_ == 0) two_threads_since_ = MonotonicNow();
+  if (all_threads_.empty()) {
+    return MonotonicNow() - two_threads_since_ >= std::chrono::nanoseconds(kToBeSure).count();
+  }
   return std::equal(threads.begin(), threads.end(), all_threads_.begin());
 }
 
-std::optional<Process> IntakeWatcher::Look() {
-  if (!HasProxy() || was_named_) return std::nullopt;
-  if (!HasLostQueryThread(ThreadsOf(*proxy_))) return std::nullopt;
-  if (!HoldsLocalPort(*proxy_)) return std::nullopt;
-  was_named_ = true;
-  return proxy_;
+bool IntakeWatcher::IntakeHasEnded() {
+  if (!HasProxy() || was_told_) return false;
+  if (!HasLostQueryThread(ThreadsOf(*proxy_)) || !HoldsLocalPort(*proxy_)) return false;
+  was_told_ = true;
+  return true;
 }
 
-constexpr std::chrono::seconds kBetweenLooks(1);
+// Empty when there is no reason.
+std::string WhyToEnd(IntakeWatcher& watcher, TraceRenewal& renewal) {
+  if (watcher.IntakeHasEnded()) return "The query thread of the proxy has ended";
+  return watcher.proxy() ? renewal.Look(FactsOf(*watcher.proxy()), MonotonicNow()) : "";
+}
+
+// A look at a proxy that is known takes some ten microseconds; to find one, all processes are gone
+// through.
+constexpr std::chrono::milliseconds kBetweenLooks(200);
+constexpr std::chrono::milliseconds kBetweenSearches(1000);
 
 // Says it first: who starts the proxy again may end this program together with it. False when the
 // proxy lives on because it may not be ended.
-bool End(const Process& proxy) {
+bool End(const Process& proxy, const std::string& why) {
   const std::string which = "process " + std::to_string(proxy.pid);
-  Print("The query thread of the proxy has ended: " + which +
-        " gets SIGTERM, to be started again.\n");
+  Print(why + ": " + which + " gets SIGTERM, to be started again.\n");
   FlushOutput();
   if (kill(proxy.pid, SIGTERM) == 0 || errno == ESRCH) return true;
   Complain("The proxy, " + which + ", can't be ended: " + std::strerror(errno) + '.');
@@ -92,11 +106,18 @@ bool End(const Process& proxy) {
 
 int RunWatch() {
   IntakeWatcher watcher;
+  TraceRenewal renewal;
   NamesKeeper names;
+  std::int64_t names_looked_at = 0;
   for (;;) {
-    names.Look();
-    if (const auto proxy = watcher.Look(); proxy && !End(*proxy)) return kNo;
-    std::this_thread::sleep_for(kBetweenLooks);
+    const std::int64_t now = MonotonicNow();
+    if (now - names_looked_at >= std::chrono::nanoseconds(kBetweenSearches).count()) {
+      names.Look();
+      names_looked_at = now;
+    }
+    const std::string why = WhyToEnd(watcher, renewal);
+    if (!why.empty() && !End(*watcher.proxy(), why)) return kNo;
+    std::this_thread::sleep_for(watcher.proxy() ? kBetweenLooks : kBetweenSearches);
   }
 }
 

@@ -76,8 +76,8 @@ def test_service_runs_without_the_guard_where_the_system_refuses(system):
     system.run("systemctl", "restart", PROXY)
     wait_for_answers()
 
-    system.run("journalctl", "--sync", "--namespace=dns_proxy_mac")
-    journal = system.run("journalctl", "--namespace=dns_proxy_mac", "--output=cat", "--no-pager")
+    system.run("journalctl", "--sync")
+    journal = system.run("journalctl", "--unit=dns_proxy_mac.service", "--output=cat", "--no-pager")
     assert journal.count(said) == 1
     assert is_answering()
     system.file(DROP_IN).unlink()

@@ -9,7 +9,9 @@ from harness import wait_until
 
 from asking import (
     CONFIGURED_SERVER,
+    MAPPED_NAME,
     address_of,
+    answer_now,
     ask_mapped_name,
     end_intake,
     end_relay,
@@ -29,10 +31,11 @@ USUAL_DNS = f"{CONFIGURED_SERVER}\n"
 USUAL_HOSTMAP = "proxy.example:10.0.0.1\n"
 BIND_CAPABILITY = "0000000000000400"
 SECONDS_WITHOUT_ANSWERS = 3
-OF_THE_TRACE = "--namespace=dns_proxy_mac"
-OWN_JOURNAL_SETTINGS = "/etc/systemd/journald@dns_proxy_mac.conf.d/90-size.conf"
-SMALL_JOURNAL_BYTES = 24 << 20
-QUERIES_FOR_SEVERAL_JOURNALS = 20000
+TRACE = "/var/log/Varnok/trace"
+TRACE_BEFORE = "/var/log/Varnok/trace.before"
+DROP_IN = "/etc/systemd/system/dns_proxy_mac.service.d/trace.conf"
+MEBIBYTE = 1 << 20
+QUERIES_FOR_HALF_A_MEBIBYTE = 1000
 
 
 @pytest.fixture
@@ -62,15 +65,15 @@ def has_restarted_since(system, before):
 
 
 def journal(system, *selection):
-    """The messages of the journal that has them, all that has been printed by now included."""
-    system.run("journalctl", "--sync", *(option for option in selection if option == OF_THE_TRACE))
+    """The messages of the journal, all that has been printed by now included."""
+    system.run("journalctl", "--sync")
     return system.run("journalctl", "--output=cat", "--no-pager", *selection)
 
 
-def trace_of_last_start(system):
-    """What the proxy, and the check before it, have printed since they were started last."""
+def said_at_last_start(system):
+    """What the check before it has printed since the proxy was started last, and what the service manager has."""
     invocation = system.value(PROXY, "InvocationID")
-    return journal(system, OF_THE_TRACE, f"--unit={PROXY}", f"_SYSTEMD_INVOCATION_ID={invocation}")
+    return journal(system, f"_SYSTEMD_INVOCATION_ID={invocation}")
 
 
 def status_as_shown(system):
@@ -83,13 +86,20 @@ def applications(system):
     return journal(system, f"--unit={APPLY}").count(f"Finished {APPLY}")
 
 
-def bytes_in(directory):
-    """Of all its files. One that is deleted at this moment counts no more."""
-    sizes = []
-    for file in directory.iterdir():
-        with contextlib.suppress(FileNotFoundError):
-            sizes.append(file.stat().st_size)
-    return sum(sizes)
+@contextlib.contextmanager
+def setting(system, line):
+    """One line of the administrator's for the proxy's service, for a `with` block."""
+    def restart_with(text):
+        system.put(DROP_IN, text)
+        system.run("systemctl", "daemon-reload")
+        system.run("systemctl", "restart", PROXY)
+        wait_for_answers()
+
+    restart_with(f"[Service]\n{line}\n")
+    try:
+        yield
+    finally:
+        restart_with("")
 
 
 def test_proxy_serves_after_boot_and_before_names_are_looked_up(system):
@@ -166,7 +176,7 @@ def test_edit_of_either_file_is_applied(system):
     system.put(DNS, "127.0.0.3\n")
     wait_until(lambda: has_restarted_since(system, before), "another proxy")
     wait_for_answers()
-    assert "func: StartDnsSrv(line:136) Add KQ DNS to list: 127.0.0.3\n" in trace_of_last_start(system)
+    assert "func: StartDnsSrv(line:136) Add KQ DNS to list: 127.0.0.3\n" in system.file(TRACE).read_text()
 
 
 def test_edit_of_the_names_makes_the_host_map_and_is_applied(system):
@@ -236,7 +246,7 @@ def test_errors_do_not_keep_the_proxy_from_starting(system):
     system.run("systemctl", "start", PROXY)
 
     wait_for_answers()
-    said = trace_of_last_start(system)
+    said = said_at_last_start(system)
     assert "/var/log/Varnok/dns:2: error: an empty line -> " in said
     assert "/var/log/Varnok/dns:3: error: " in said
 
@@ -264,7 +274,7 @@ def test_what_would_circle_keeps_the_proxy_from_starting_until_it_is_mended(syst
     mark = journal(system, f"--unit={UNSTARTED}")
     system.run("systemctl", "start", "--no-block", PROXY)
     wait_until(lambda: finding in journal(system, f"--unit={UNSTARTED}")[len(mark):], "the verdict in the ordinary journal")
-    assert f"/var/log/Varnok/{finding}" in trace_of_last_start(system)
+    assert f"/var/log/Varnok/{finding}" in said_at_last_start(system)
     wait_until(lambda: finding in status_as_shown(system), "the verdict in the status")
     assert not is_answering()
     assert system.state(PROXY) == "activating"
@@ -305,7 +315,7 @@ def test_warnings_do_not_keep_the_proxy_from_starting(system):
     system.run("systemctl", "start", PROXY)
 
     wait_for_answers()
-    assert "/var/log/Varnok/hostmap:2: warning: " in trace_of_last_start(system)
+    assert "/var/log/Varnok/hostmap:2: warning: " in said_at_last_start(system)
 
 
 def test_stopped_proxy_stays_stopped_after_an_edit(system):
@@ -318,37 +328,56 @@ def test_stopped_proxy_stays_stopped_after_an_edit(system):
     assert system.state(WATCH) == "inactive"
 
 
-def test_trace_takes_no_more_than_its_size_on_the_disk(system):
-    system.put(OWN_JOURNAL_SETTINGS, f"[Journal]\nSystemMaxUse={SMALL_JOURNAL_BYTES}\n")
-    system.run("systemctl", "stop", PROXY)
-    system.run("systemctl", "restart", "systemd-journald@dns_proxy_mac.service")
-    system.run("systemctl", "start", PROXY)
+def test_trace_is_a_file_for_administrators_and_the_journal_keeps_what_others_say(system):
+    wait_until(lambda: "proxy.example" in system.file(TRACE).read_text(), "the trace of a query")
+    said = said_at_last_start(system)
+
+    assert system.run("stat", "--format=%A %U %G", TRACE) == "-rw-r----- root adm\n"
+    assert "1 server, 1 host map entry: nothing to report\n" in said
+    assert "func: " not in said
+
+
+def test_trace_takes_no_more_than_two_files_of_its_size(system):
+    with setting(system, "LimitFSIZE=1M"):
+        before = system.value(PROXY, "MainPID")
+        system.file(TRACE_BEFORE).unlink(missing_ok=True)
+        wait_until(lambda: answer_now(MAPPED_NAME) and system.file(TRACE_BEFORE).exists(), "the full trace put aside")
+        wait_for_answers()
+
+        assert system.file(TRACE_BEFORE).stat().st_size == MEBIBYTE
+        assert system.file(TRACE).stat().st_size <= MEBIBYTE
+        assert has_restarted_since(system, before)
+        assert sorted(path.name for path in system.file(TRACE).parent.glob("trace*")) == ["trace", "trace.before"]
+
+
+def test_proxy_is_renewed_in_a_quiet_moment_once_its_trace_is_half_full(system):
+    with setting(system, "LimitFSIZE=1M"):
+        system.file(TRACE_BEFORE).unlink(missing_ok=True)
+        ask_mapped_name(times=QUERIES_FOR_HALF_A_MEBIBYTE)
+        size = system.file(TRACE).stat().st_size
+        assert MEBIBYTE / 2 < size < MEBIBYTE
+        wait_until(system.file(TRACE_BEFORE).exists, "the end of the proxy in a quiet moment")
+        wait_for_answers()
+
+        assert system.file(TRACE_BEFORE).stat().st_size == size
+        said = journal(system, f"--unit={WATCH}")
+        assert said.count("The trace has reached half of its size: process ") == 1
+
+
+def test_small_trace_goes_on_in_its_file_after_a_restart(system):
+    system.file(TRACE_BEFORE).unlink(missing_ok=True)
+    starts = system.file(TRACE).read_text().count("bind 127.0.0.1:53 success")
+    system.run("systemctl", "restart", PROXY)
     wait_for_answers()
 
-    ask_mapped_name(times=QUERIES_FOR_SEVERAL_JOURNALS)
-
-    [directory] = system.file("/var/log/journal").glob("*.dns_proxy_mac")
-    assert len(list(directory.iterdir())) > 1
-    # The oldest file goes just after the next one is begun, so that for a moment there is one more.
-    wait_until(lambda: bytes_in(directory) <= SMALL_JOURNAL_BYTES, "a journal of its size")
-
-
-def test_trace_is_limited_as_installed(system):
-    system.file(OWN_JOURNAL_SETTINGS).unlink(missing_ok=True)
-    system.run("systemctl", "restart", "systemd-journald@dns_proxy_mac.service")
-
-    assert " max 256.0M, " in journal(system, OF_THE_TRACE, "--lines=5")
+    wait_until(lambda: system.file(TRACE).read_text().count("bind 127.0.0.1:53 success") == starts + 1, "its start")
+    assert not system.file(TRACE_BEFORE).exists()
 
 
 def test_trace_is_turned_off_by_one_line(system):
-    system.put("/etc/systemd/system/dns_proxy_mac.service.d/trace.conf", "[Service]\nStandardOutput=null\n")
-    system.run("systemctl", "daemon-reload")
-    system.run("systemctl", "restart", PROXY)
-    wait_for_answers()
+    with setting(system, "StandardOutput=null"):
+        size = system.file(TRACE).stat().st_size
+        ask_mapped_name(times=10)
 
-    said = trace_of_last_start(system).splitlines()
-    assert said[0].startswith("/var/log/Varnok/dns:1: warning: 127.0.0.2 is an address of this host, and nobody listens")
-    assert said[1:] == ["1 server, 1 host map entry: 1 warning"]
-    system.file("/etc/systemd/system/dns_proxy_mac.service.d/trace.conf").unlink()
-    system.run("systemctl", "daemon-reload")
-    system.run("systemctl", "restart", PROXY)
+        assert system.file(TRACE).stat().st_size == size
+        assert "1 server, 1 host map entry: 1 warning\n" in said_at_last_start(system)

@@ -227,7 +227,7 @@ def test_purge_leaves_nothing(system, package):
     system.boot()
     install(system, package)
     wait_for_answers()
-    wait_until(lambda: list(system.file("/var/log/journal").glob("*.dns_proxy_mac")), "the trace")
+    wait_until(system.file("/var/log/Varnok/trace").exists, "the trace")
 
     system.run("dpkg", "--purge", "dns-proxy-mac")
 

@@ -5,7 +5,7 @@ import subprocess
 
 import pytest
 
-from installed import REPOSITORY, UNITS, Unit, launchd_files
+from installed import REPOSITORY, UNITS, launchd_files
 
 SERVICES = [
     "dns_proxy_mac",
@@ -17,7 +17,6 @@ SERVICES = [
 FILES = [f"{name}.service" for name in SERVICES] + ["dns_proxy_mac-edited.path", "dns_proxy_mac-names@.path"]
 INSTALLED = [
     "bin/dns_proxy_ctl",
-    "lib/systemd/journald@dns_proxy_mac.conf.d/10-size.conf",
     "lib/systemd/system/dns_proxy_mac-apply.service",
     "lib/systemd/system/dns_proxy_mac-edited.path",
     "lib/systemd/system/dns_proxy_mac-edited.service",
@@ -28,6 +27,7 @@ INSTALLED = [
     "lib/sysusers.d/dns_proxy_mac.conf",
     "libexec/dns_proxy_mac/before_start",
     "libexec/dns_proxy_mac/create_configuration",
+    "libexec/dns_proxy_mac/keep_trace",
     "libexec/dns_proxy_mac/port_is_taken",
     "libexec/dns_proxy_mac/why_unstarted",
     "sbin/dns_proxy_mac",
@@ -95,7 +95,7 @@ def test_proxy_has_a_memory_ceiling(installation):
 def test_check_comes_before_the_start_and_its_errors_count(installation):
     unit = installation.unit("dns_proxy_mac.service")
     script = f"{installation.prefix}/libexec/dns_proxy_mac/before_start"
-    assert unit.all("Service", "ExecStartPre") == [script]
+    assert unit.all("Service", "ExecStartPre")[-1] == script
 
 
 def test_guard_comes_before_the_service_counts_as_started_and_its_failure_does_not_count(installation):
@@ -104,11 +104,12 @@ def test_guard_comes_before_the_service_counts_as_started_and_its_failure_does_n
     assert unit.all("Service", "ExecStartPost") == [f"+-{installation.prefix}/bin/dns_proxy_ctl guard $MAINPID"]
 
 
-def test_journal_of_the_trace_has_a_size_wherever_it_is_kept(installation):
-    settings = Unit(installation.prefix / "lib/systemd/journald@dns_proxy_mac.conf.d/10-size.conf")
-    assert installation.unit("dns_proxy_mac.service").get("Service", "LogNamespace") == "dns_proxy_mac"
-    assert settings.all("Journal", "SystemMaxUse") == ["256M"]
-    assert settings.all("Journal", "RuntimeMaxUse") == ["64M"]
+def test_trace_is_a_file_with_a_size_that_is_kept_before_each_start(installation):
+    unit = installation.unit("dns_proxy_mac.service")
+    assert unit.get("Service", "StandardOutput") == "append:/var/log/Varnok/trace"
+    assert unit.get("Service", "LimitFSIZE") == "128M"
+    assert unit.all("Service", "LogNamespace") == []
+    assert unit.all("Service", "ExecStartPre")[0] == f"+-{installation.prefix}/libexec/dns_proxy_mac/keep_trace"
 
 
 def test_launchd_keeps_the_proxy_and_its_watch_alive(tmp_path):

@@ -54,8 +54,7 @@ Work DescribeTrace(CLI::App& command) {
   command.add_flag("--json", options.json, "Print a JSON object; with --follow one a change");
   command.footer(
       "What is followed without a terminal gives a line for each event.\n"
-      "A trace in the journal is read with: journalctl --namespace=dns_proxy_mac\n"
-      "-t dns_proxy_mac -o cat | dns_proxy_ctl trace\n\n"
+      "The services keep theirs in /var/log/Varnok/trace.\n\n"
       "Exit status: 0 when it was read, 1 when no line of it is the proxy's, 2 when it\n"
       "can't be read.");
   return [] { return RunTrace(options); };
@@ -63,9 +62,9 @@ Work DescribeTrace(CLI::App& command) {
 
 Work DescribeWatch(CLI::App& command) {
   command.footer(
-      "Looks five times a second, in the process table alone, whether both workers live,\n"
-      "and whether /var/log/Varnok/trace is half full or the proxy has run for a day:\n"
-      "then it is started again in the next second in which it traces nothing.\n"
+      "Looks five times a second, in the process table alone, whether both workers\n"
+      "live; and whether /var/log/Varnok/trace is half full or the proxy has run for a\n"
+      "day: then it ends it in the next second in which nothing is traced.\n"
       "Runs until it is ended, as the proxy's user or root, in the proxy's network.\n\n"
       "Exit status: 1 when the proxy can't be ended.");
   return RunWatch;

@@ -57,7 +57,7 @@ def test_help_says_what_it_does_and_does_nothing(checkout):
 
 def test_argument_that_is_none_is_refused(checkout):
     result = checkout.run("./run", "--port=54")
-    assert (result.returncode, result.stdout) == (1, "run: it takes no arguments but --help\n")
+    assert (result.returncode, result.stdout) == (1, "run: it takes no arguments but --no-guard and --help\n")
 
 
 def test_symbolic_link_leads_to_the_checkout(checkout):

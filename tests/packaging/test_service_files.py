@@ -88,7 +88,7 @@ def test_proxy_comes_before_name_lookups_and_does_not_wait_for_the_network(insta
 
 def test_proxy_has_a_memory_ceiling(installation):
     unit = installation.unit("dns_proxy_mac.service")
-    assert unit.get("Service", "MemoryMax") == "1G"
+    assert unit.get("Service", "MemoryMax") == "640M"
     assert unit.get("Service", "MemorySwapMax") == "0"
 
 

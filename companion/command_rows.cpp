@@ -82,6 +82,17 @@ Work DescribeGuard(CLI::App& command) {
   return [] { return RunGuard(options); };
 }
 
+Work DescribeUpstream(CLI::App& command) {
+  static UpstreamOptions options;
+  command.add_flag("--json", options.json, "Print a JSON object instead of lines");
+  command.footer(
+      "The addresses are those that dns_proxy_upstream answers on; behind them stand\n"
+      "the servers of /var/log/Varnok/servers.\n\n"
+      "Exit status: 0 when a server is alive and none silent, 1 when not or when the\n"
+      "program does not run.");
+  return [] { return RunUpstream(options); };
+}
+
 Work DescribeStatus(CLI::App& command) {
   static StatusOptions options;
   command.add_flag("--json", options.json, "Print one JSON object instead of lines");
@@ -102,6 +113,7 @@ const std::vector<Command>& Commands() {
       {"watch", "End the proxy when it takes no queries any more, to be started again",
        DescribeWatch},
       {"guard", "Keep out of the proxy's sockets what would end it", DescribeGuard},
+      {"upstream", "Tell how each server behind dns_proxy_upstream is", DescribeUpstream},
       {"status", "Tell how the proxy is, in a few lines", DescribeStatus},
       {"name", "Give names their addresses, in a file for people", DescribeName},
       {"list", "Take in lists of names as they are given away", DescribeList},

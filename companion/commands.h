@@ -76,6 +76,17 @@ struct GuardOptions {
 /// there is no proxy or the system refuses, as one without such filters does.
 int RunGuard(const GuardOptions& options);
 
+struct UpstreamOptions {
+  bool json = false;
+};
+
+/// Tells how each server behind dns_proxy_upstream is. kOk when one is alive and none silent; kNo
+/// when not, or when the program does not run.
+int RunUpstream(const UpstreamOptions& options);
+
+/// The same in a few words; empty when the program does not run.
+std::string UpstreamsInWords();
+
 struct StatusOptions {
   bool json = false;
 };

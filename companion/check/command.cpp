@@ -1,7 +1,9 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <iterator>
 #include <stdexcept>
 #include <system_error>
 
@@ -10,6 +12,9 @@
 #include "common/output/exit_status.h"
 #include "common/output/output.h"
 #include "common/platform/user_access.h"
+#include "common/upstream/places.h"
+#include "common/upstream/server_list.h"
+#include "common/upstream/text_lines.h"
 #include "companion/commands.h"
 
 namespace ctl {
@@ -107,6 +112,28 @@ bool IsKnown(const FileText& text, bool as_proxys_user) {
   return IsReadByProxy(text) || (as_proxys_user && text.access == Access::kRefused);
 }
 
+// Whether the list leads to dns_proxy_upstream.
+bool AsksUpstream(const ServerList& servers) {
+  return std::any_of(servers.begin(), servers.end(), [](const std::string& server) {
+    return std::find(std::begin(upstream::kListenAddresses), std::end(upstream::kListenAddresses),
+                     server) != std::end(upstream::kListenAddresses);
+  });
+}
+
+// Warnings, since none of it keeps the proxy from serving.
+void CheckUpstreamServers(Report& report) {
+  report.BeginFile(upstream::kServersFile);
+  const auto text = upstream::ReadFile(upstream::kServersFile);
+  if (!text) {
+    report.Warning(0, "it can't be read", "dns_proxy_upstream asks the servers of the network");
+    return;
+  }
+  std::string complaint = upstream::ReadServerList(*text).complaint;
+  if (complaint.empty()) return;
+  complaint.pop_back();  // its full stop
+  report.Warning(0, complaint, "dns_proxy_upstream keeps to the servers that it had");
+}
+
 void Check(const CheckOptions& options, Files& files, Report& report) {
   SilenceTrace();
   const Input server_file(options.server_file);
@@ -126,6 +153,7 @@ void Check(const CheckOptions& options, Files& files, Report& report) {
   CheckAccess(files.host_map.text, host_map_file.path(), options.host_map_file == kHostMapFile,
               report);
   if (files.host_map.text.access == Access::kRead) CheckHostMap(files.host_map, list, report);
+  if (AsksUpstream(files.servers.servers)) CheckUpstreamServers(report);
   report.Finish(files.servers.servers.size(), files.host_map.entries.size());
 }
 

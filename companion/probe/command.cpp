@@ -9,6 +9,7 @@
 #include "common/output/exit_status.h"
 #include "common/output/output.h"
 #include "common/output/shown_text.h"
+#include "common/upstream/current_state.h"
 #include "companion/commands.h"
 #include "companion/probe/dns_exchange.h"
 #include "companion/probe/probe.h"
@@ -93,12 +94,25 @@ void AskSome(const ServerList& servers, std::size_t begin, std::size_t end, int 
   }
 }
 
+// Of an address that dns_proxy_upstream answers on: which server stands behind it, and how that is.
+std::string Behind(const std::string& address) {
+  static const auto state = upstream::CurrentState();
+  if (!state) return "";
+  for (const upstream::ServerState& server : state->servers) {
+    if (server.listens != address) continue;
+    if (server.address.empty()) return ", no server behind it";
+    return ", for " + server.address + ", " + HealthInWords(server);
+  }
+  return "";
+}
+
 std::string WordsFor(const ServerProbe& probe, int timeout_ms) {
   constexpr char kWaits[] = ": queries that come to it wait until it answers";
   constexpr char kDrops[] = ": queries that come to it are dropped";
   switch (probe.state) {
     case ServerState::kAnswers:
-      return "answered in " + InMilliseconds(probe.milliseconds) + " (" + probe.answer + ")";
+      return "answered in " + InMilliseconds(probe.milliseconds) + " (" + probe.answer + ")" +
+             Behind(probe.address);
     case ServerState::kNobodyThere:
       return std::string("nobody listens there") + kWaits;
     case ServerState::kUnreachable:

@@ -147,6 +147,8 @@ int RunStatus(const StatusOptions& options) {
 
   const CheckVerdict verdict = CheckQuietly();
   AddServers(verdict.servers, host, report);
+  const std::string upstreams = UpstreamsInWords();
+  if (!upstreams.empty()) report.Add("upstream", upstreams);
   report.Add("host map", Counted(verdict.host_map_entries, "entry", "entries"));
   AddFiles(report);
   const bool is_clean = verdict.errors + verdict.warnings == 0;

@@ -43,7 +43,14 @@ def package():
         [REPOSITORY / "packaging/deb/build"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False
     )
     assert built.returncode == 0, built.stdout
-    [file] = (REPOSITORY / "build/deb/packages").glob("*.deb")
+    [file] = (REPOSITORY / "build/deb/packages").glob("dns-proxy-mac_*.deb")
+    return file
+
+
+@pytest.fixture(scope="session")
+def upstream_package(package):
+    """The .deb of dns_proxy_upstream."""
+    [file] = package.parent.glob("dns-proxy-mac-upstream_*.deb")
     return file
 
 

@@ -13,6 +13,7 @@ SERVICES = [
     "dns_proxy_mac-edited",
     "dns_proxy_mac-apply",
     "dns_proxy_mac-unstarted",
+    "dns_proxy_upstream",
 ]
 FILES = [f"{name}.service" for name in SERVICES] + ["dns_proxy_mac-edited.path", "dns_proxy_mac-names@.path"]
 INSTALLED = [
@@ -24,19 +25,25 @@ INSTALLED = [
     "lib/systemd/system/dns_proxy_mac-unstarted.service",
     "lib/systemd/system/dns_proxy_mac-watch.service",
     "lib/systemd/system/dns_proxy_mac.service",
+    "lib/systemd/system/dns_proxy_upstream.service",
     "lib/sysusers.d/dns_proxy_mac.conf",
+    "lib/sysusers.d/dns_proxy_upstream.conf",
     "libexec/dns_proxy_mac/before_start",
     "libexec/dns_proxy_mac/create_configuration",
     "libexec/dns_proxy_mac/keep_trace",
     "libexec/dns_proxy_mac/port_is_taken",
     "libexec/dns_proxy_mac/why_unstarted",
     "sbin/dns_proxy_mac",
+    "sbin/dns_proxy_upstream",
     "share/bash-completion/completions/dns_proxy_ctl",
     "share/doc/dns-proxy-mac/changelog.gz",
     "share/doc/dns-proxy-mac/copyright",
+    "share/doc/dns-proxy-mac-upstream/changelog.gz",
+    "share/doc/dns-proxy-mac-upstream/copyright",
     "share/man/man1/dns_proxy_ctl.1.gz",
     "share/man/man5/dns_proxy_mac.5.gz",
     "share/man/man8/dns_proxy_mac.8.gz",
+    "share/man/man8/dns_proxy_upstream.8.gz",
     "share/zsh/vendor-completions/_dns_proxy_ctl",
 ]
 LARGEST_EXPOSURE = 2.0
@@ -54,7 +61,7 @@ def analyze(installation, *arguments):
 
 
 def test_installation_is_complete(installation):
-    assert installation.files() == INSTALLED
+    assert installation.files() == sorted(INSTALLED)
 
 
 @pytest.mark.parametrize("name", FILES)
@@ -138,7 +145,7 @@ def test_launchd_looks_for_edits_of_all_files(tmp_path):
 def test_launchd_files_are_named_after_their_labels(tmp_path):
     labels = launchd_files(tmp_path, "/usr/local")
     assert {path.stem for path in tmp_path.glob("*.plist")} == set(labels)
-    assert len(labels) == 3
+    assert len(labels) == 4
 
 
 def test_rotation_on_macos_ends_the_programs_whose_logs_it_renames():

@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <optional>
 
+#include "common/upstream/server_address.h"
 #include "upstream/asking/event_loop.h"
 #include "upstream/asking/random_numbers.h"
-#include "upstream/asking/server_address.h"
 #include "upstream/asking/socket_calls.h"
 #include "upstream/wire/message.h"
 

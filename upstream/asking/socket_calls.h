@@ -2,7 +2,7 @@
 
 #include <ares.h>
 
-#include "upstream/asking/server_address.h"
+#include "common/upstream/server_address.h"
 #include "upstream/wire/message.h"
 
 namespace upstream {

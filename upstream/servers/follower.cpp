@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "upstream/servers/text_lines.h"
+#include "common/upstream/text_lines.h"
 
 namespace upstream {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "common/upstream/server_list.h"
 #include "upstream/servers/network.h"
-#include "upstream/servers/server_list.h"
 
 namespace upstream {
 

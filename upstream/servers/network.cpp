@@ -5,9 +5,9 @@
 #include <functional>
 #include <optional>
 
+#include "common/upstream/text_lines.h"
 #include "upstream/servers/records.h"
 #include "upstream/servers/scutil.h"
-#include "upstream/servers/text_lines.h"
 
 namespace upstream {
 namespace {

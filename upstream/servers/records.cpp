@@ -4,7 +4,7 @@
 #include <map>
 #include <string>
 
-#include "upstream/servers/text_lines.h"
+#include "common/upstream/text_lines.h"
 
 namespace upstream {
 namespace {

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "upstream/asking/server_address.h"
+#include "common/upstream/server_address.h"
 
 namespace upstream {
 

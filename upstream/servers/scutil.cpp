@@ -9,7 +9,7 @@
 #include <csignal>
 #include <string_view>
 
-#include "upstream/servers/text_lines.h"
+#include "common/upstream/text_lines.h"
 #include "upstream/wire/time.h"
 
 extern char** environ;  // NOLINT: the system's own name

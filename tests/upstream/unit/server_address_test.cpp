@@ -1,4 +1,4 @@
-#include "upstream/asking/server_address.h"
+#include "common/upstream/server_address.h"
 
 #include <gtest/gtest.h>
 

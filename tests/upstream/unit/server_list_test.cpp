@@ -1,4 +1,4 @@
-#include "upstream/servers/server_list.h"
+#include "common/upstream/server_list.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,9 +1,9 @@
-#include "upstream/servers/server_list.h"
+#include "common/upstream/server_list.h"
 
 #include <algorithm>
 
 #include "common/upstream/places.h"
-#include "upstream/servers/text_lines.h"
+#include "common/upstream/text_lines.h"
 
 namespace upstream {
 namespace {

@@ -1,4 +1,4 @@
-#include "upstream/servers/text_lines.h"
+#include "common/upstream/text_lines.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "upstream/asking/server_address.h"
+#include "common/upstream/server_address.h"
 
 #include <arpa/inet.h>
 #include <net/if.h>

@@ -33,7 +33,7 @@ def plain_page(page):
 
 
 def test_there_is_a_page_for_each_program_and_one_for_the_files():
-    assert names(PAGES) == ["dns_proxy_ctl.1", "dns_proxy_mac.5", "dns_proxy_mac.8", "dns_proxy_upstream.8"]
+    assert names(PAGES) == ["dns_proxy_ctl.1", "dns_proxy_mac.5", "dns_proxy_mac.8", "dns_proxy_page.8", "dns_proxy_upstream.8"]
 
 
 @pytest.mark.parametrize("page", PAGES, ids=names(PAGES))

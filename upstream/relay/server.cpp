@@ -14,8 +14,8 @@ Server::Server(const ServerAddress& address, EventLoop& loop, RandomNumbers& num
       health_(now),
       since_(std::time(nullptr)),
       exchanges_(*this, kMostQueries, kMostBytes),
-      lanes_(address, loop, numbers),
-      probe_(address, loop, numbers, [this](bool answered) { ProbeEnded(answered); }) {}
+      probe_(address, loop, numbers, [this](bool answered) { ProbeEnded(answered); }),
+      lanes_(address, loop, numbers) {}
 
 void Server::Ask(const Asker& asker, View query, Time now) {
   ++counts_.queries;

@@ -78,12 +78,12 @@ class Server final : private ExchangeOwner {
   Bytes response_;  // the one being made
   std::uint64_t last_deadline_ = 0;
 
-  // In this order: the end of the lanes ends the exchanges.
+  // In this order: the end of the lanes ends the exchanges, and may tell the probe of one.
   ExchangePool exchanges_;
   Deadlines<Exchange> first_deadlines_;
   Deadlines<Exchange> last_deadlines_;
-  Lanes lanes_;
   Probe probe_;
+  Lanes lanes_;
 };
 
 }  // namespace upstream

@@ -1,4 +1,4 @@
-# The tools of LLVM that know macOS programs, by whichever version's name they go here. To be sourced.
+# The tools of LLVM that can read macOS programs, whatever version's name they have here. To be sourced.
 
 # Prints the command for llvm's tool $1, for example lipo.
 llvm_tool() {

@@ -59,7 +59,7 @@ def drops_at(position, asked_before=(), never_asked=("127.0.0.2",)):
 
 
 def circles(dns, hostmap):
-    """One question is taken on again and again."""
+    """One question is accepted again and again."""
     with ctl.serving(dns, hostmap) as proxy, Application() as application:
         ask(application)
         proxy.trace.take_until(

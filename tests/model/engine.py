@@ -1,4 +1,4 @@
-"""The road of a datagram: intake from an application, fallback over the methods, relay from a server."""
+"""The path of a datagram: intake from an application, fallback over the methods, relay from a server."""
 
 from dataclasses import dataclass
 

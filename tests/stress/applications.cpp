@@ -14,7 +14,7 @@ constexpr auto kGivenUp = std::chrono::seconds(60);
 
 Road RoadFor(std::uint32_t number) {
   if (number % kStuckEvery == kStuckEvery / 2) return Road::kStuck;
-  // All roads but the last, in an order that mixes them.
+  // All paths but the last, in a mixed order.
   return static_cast<Road>((number * 2654435761U >> 16) % (kRoads - 1));
 }
 

@@ -6,10 +6,10 @@
 
 namespace ctl {
 
-/// Does what a command was asked for; its exit status.
+/// Does what a command was asked to do and returns its exit status.
 using Work = std::function<int()>;
 
-/// One command of the program, as its command line knows it.
+/// One command of the program, as the command line knows it.
 struct Command {
   const char* name;
   /// For the list in --help.
@@ -26,8 +26,8 @@ Work DescribeList(CLI::App& command);
 /// All commands, in the order of --help.
 const std::vector<Command>& Commands();
 
-/// Reads the command line and does what it says; the exit status. --help and --version are done
-/// here, and a wrong command line is complained of.
+/// Reads the command line, does what it says and returns the exit status. --help, --version and a
+/// wrong command line are dealt with here.
 int RunCommandLine(int argc, const char* const* argv);
 
 }  // namespace ctl

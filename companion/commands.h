@@ -7,8 +7,8 @@
 
 namespace ctl {
 
-// What each command does and may be told. Results go to standard output, complaints to standard
-// error; what is returned is an exit status of common/output/exit_status.h. The words of the
+// What each command does, and its options. Results go to standard output, complaints to standard
+// error. What is returned is an exit status of common/output/exit_status.h. The words of the
 // command line, one row a command, stand in command_rows.cpp.
 
 struct CheckOptions {
@@ -17,14 +17,14 @@ struct CheckOptions {
   std::string host_map_file = kHostMapFile;
   /// Warnings make the exit status kNo too.
   bool strict = false;
-  /// Before a start, as the proxy's user: only what keeps the proxy from serving anybody, or makes
-  /// queries circle, counts in the exit status.
+  /// For use before a start, as the proxy's user: only what keeps the proxy from serving anybody,
+  /// or makes queries circle, counts in the exit status.
   bool start = false;
   bool json = false;
 };
 
-/// Reads both files as the proxy does and tells everything in them that will not do what its author
-/// meant. kOk, kNo or kError.
+/// Reads both files as the proxy does and reports everything in them that will not do what its
+/// author meant. kOk, kNo or kError.
 int RunCheck(const CheckOptions& options);
 
 /// How many findings `RunCheck` would print for the proxy's own two files, and what is in them.
@@ -51,18 +51,19 @@ int RunProbe(const ProbeOptions& options);
 struct TraceOptions {
   /// "-" for standard input.
   std::string path = "-";
-  /// Go on at the end of the file.
+  /// Wait for more at the end of the file.
   bool follow = false;
   bool json = false;
 };
 
 /// Reads a trace and prints what it tells. kOk, kNo when no line of it is the proxy's, kError when
-/// it can't be read, kUsage when it would have to be typed in.
+/// it can't be read, kUsage when it would have to be typed at a terminal.
 int RunTrace(const TraceOptions& options);
 
-/// Looks at the proxy five times a second, in the tables of processes and sockets alone, and ends
-/// it with SIGTERM when its query thread has ended, after one line on standard output. Whoever
-/// started the proxy starts it again. Returns only, with kNo, when it may not end the proxy.
+/// Looks at the proxy five times a second, only in the tables of processes and sockets. When its
+/// query thread has ended, it says so in one line on standard output and ends the proxy with
+/// SIGTERM. What started the proxy starts it again. Returns only when it may not end the proxy,
+/// with kNo.
 int RunWatch();
 
 struct GuardOptions {
@@ -72,16 +73,16 @@ struct GuardOptions {
 };
 
 /// Puts a filter on each of the proxy's two sockets, which keeps out what would end its intake or
-/// its relay; waits for a proxy that is being started. kOk, silently, when it is done; kNo when
-/// there is no proxy or the system refuses, as one without such filters does.
+/// its relay; waits for a proxy that is being started. Prints nothing and returns kOk when it is
+/// done. kNo when there is no proxy, or the system refuses or has no such filters.
 int RunGuard(const GuardOptions& options);
 
 struct UpstreamOptions {
   bool json = false;
 };
 
-/// Tells how each server behind dns_proxy_upstream is. kOk when one is alive and none silent; kNo
-/// when not, or when the program does not run.
+/// Tells how each server behind dns_proxy_upstream is. kOk when at least one is alive and none is
+/// silent; kNo otherwise, and when the program does not run.
 int RunUpstream(const UpstreamOptions& options);
 
 /// The same in a few words; empty when the program does not run.
@@ -96,8 +97,8 @@ struct StatusOptions {
 int RunStatus(const StatusOptions& options);
 
 // The commands on names. Each prints what it did and returns the exit status: kOk, kNo when there
-// is no such name or list, kError when a file can't be read or written or the host map is left as
-// it is, kUsage for a name or address that could never work.
+// is no such name or list, kError when a file can't be read or written, or the host map had to be
+// left as it is, kUsage for a name or address that could never work.
 
 /// Makes the host map from the people's names, as `watch` does on a change.
 int RunNameApply();
@@ -109,10 +110,10 @@ int RunNameRemove(const std::string& written);
 int RunNameList(const std::string& part);
 /// Tells what the proxy does with a name, and why; asks it when it runs.
 int RunNameExplain(const std::string& written);
-/// Takes a host map that was written by hand over into `names`.
+/// Copies a host map that was written by hand into `names`.
 int RunNameImport();
 
-/// Takes a list of names into `names.d`, all with the address `address`.
+/// Adds a list of names to `names.d`, all with the address `address`.
 int RunListAdd(const std::string& file, const std::string& address);
 /// Removes a list by its name.
 int RunListRemove(const std::string& name);

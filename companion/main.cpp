@@ -10,8 +10,8 @@
 
 namespace {
 
-// Whoever starts the program with a closed standard output would otherwise have a file or socket
-// opened in its place, and results written into that: to the proxy, in the worst case.
+// When the program is started with a closed standard output, a file or socket would otherwise be
+// opened in its place, and results would be written into that: to the proxy, in the worst case.
 void KeepStandardDescriptorsTaken() {
   int descriptor = open("/dev/null", O_RDONLY);
   while (descriptor >= 0 && descriptor <= STDERR_FILENO) descriptor = open("/dev/null", O_RDONLY);

@@ -7,11 +7,11 @@
 
 namespace ctl {
 
-/// What the system's address parser, which is the proxy's, makes of an address text: a server's
-/// line or what follows the colon of a host map line.
+/// What the system's address parser, which the proxy uses, makes of an address text. The text is a
+/// server's line, or what follows the colon of a host map line.
 ///
-/// Parsers accept more than four decimal parts: fewer parts, octal, hexadecimal, and anything
-/// behind a first white space. What they refuse becomes the all-ones address.
+/// Besides four decimal parts, parsers accept fewer parts, octal and hexadecimal numbers, and
+/// anything behind a first white space. What they refuse becomes the all-ones address.
 struct AddressReading {
   bool accepted = false;
   in_addr address{};          ///< network byte order; all ones when refused
@@ -22,7 +22,7 @@ struct AddressReading {
   std::string Dotted() const;
   /// Whether `spelling` is that form.
   bool IsUsualForm() const;
-  /// Whether anything but a carriage return at the very end is behind the address.
+  /// Whether the address is followed by anything but a carriage return at the very end.
   bool HasMoreBehind() const;
 };
 
@@ -32,8 +32,7 @@ AddressReading ReadAddress(const std::string& text);
 /// Why an accepted spelling is not the usual form: "fewer than four parts", and so on.
 std::string OddForm(std::string_view spelling);
 
-/// What a refused text is instead of a dotted IPv4 address, as a clause: `"::1" is an IPv6
-/// address`.
+/// What a refused text is, if not a dotted IPv4 address, as a clause: `"::1" is an IPv6 address`.
 std::string WhatItIsInstead(std::string_view text);
 
 /// White space as the C library's parsers see it, a carriage return and a tab included.

@@ -50,7 +50,8 @@ void ReadHostMap(const std::string& path, HostMapFileText& file) {
   file.entries.clear();
 }
 
-// The trace drops its lines when it finds no standard output; so there is none while it looks.
+// The trace drops its lines when it finds no standard output. So standard output is closed while
+// the trace looks for it.
 void SilenceTrace() {
   const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (kept >= 0) close(STDOUT_FILENO);

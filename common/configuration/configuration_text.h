@@ -8,7 +8,7 @@
 
 namespace ctl {
 
-/// What stands in the way of reading a file, as it is.
+/// What keeps a file from being read.
 enum class Access {
   kRead,       ///< nothing
   kMissing,    ///< there is no such file
@@ -19,8 +19,8 @@ enum class Access {
   kChanging    ///< it was written to while it was read
 };
 
-/// One of the two files, whole. `lines` point into `bytes`, without their line ends, as many as the
-/// proxy reads.
+/// One of the two files, whole. `lines` point into `bytes` and have no line ends. There are as many
+/// as the proxy reads.
 struct FileText {
   FileText() = default;
   FileText(const FileText&) = delete;
@@ -35,16 +35,16 @@ struct FileText {
 /// Reads the file as it is. One that is no text, or can't be read, has no lines.
 void ReadText(const std::string& path, FileText& text);
 
-/// Sets what stands in the way of it; all but kRead leave it without bytes and lines.
+/// Sets what keeps the file from being read; all but kRead leave it without bytes and lines.
 void Settle(Access access, FileText& text);
 
-/// Whether it is known what the proxy makes of the file: it is read, or taken for an empty one.
+/// Whether it is known what the proxy makes of the file: the proxy reads it, or treats it as empty.
 bool IsReadByProxy(const FileText& text);
 
 /// Whether the proxy makes no entry of this line of the host map.
 bool IsSkippedByProxy(std::string_view line);
 
-/// The server file and, entry for line, what the proxy's own reader makes of it.
+/// The server file, and what the proxy's own reader makes of it: one entry for each line.
 struct ServerFileText {
   FileText text;
   ServerList servers;
@@ -57,13 +57,13 @@ struct HostMapFileText {
   HostMapList entries;
 };
 
-/// Both read a file twice: as it is, then by the proxy's reader, whose trace goes nowhere. Neither
+/// Both read a file twice: as it is, then by the proxy's reader, whose trace is discarded. Neither
 /// waits for the writer of a pipe. A file that can't be read has no lines and no entries.
 void ReadServers(const std::string& path, ServerFileText& file);
 void ReadHostMap(const std::string& path, HostMapFileText& file);
 
-/// From here on the proxy's libraries trace nothing, for this process's standard output carries
-/// results.
+/// From here on the proxy's libraries print no trace, because this process prints its results on
+/// standard output.
 void SilenceTrace();
 
 }  // namespace ctl

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kReadSize = 1 << 20;
 constexpr std::size_t kSampleSize = 65536;
-constexpr std::size_t kOddBytesToBeBinary = 4;  // one in so many
+constexpr std::size_t kOddBytesToBeBinary = 4;  // one byte in this many
 
 bool IsAsciiText(unsigned char byte) {
   if (byte >= 0x20) return byte < 0x7F;

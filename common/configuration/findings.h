@@ -8,8 +8,8 @@
 
 namespace ctl {
 
-/// An error is something by which questions go wrong: dropped, circling, wrongly answered, or no
-/// service at all. A warning is a line that does less than, or other than, it seems to.
+/// An error makes questions go wrong: they are dropped, circle or are wrongly answered, or there is
+/// no service at all. A warning is a line that does less than, or other than, it seems to.
 enum class Severity { kWarning, kError };
 
 /// One thing in a file that will not do what its author meant.
@@ -19,16 +19,16 @@ struct Finding {
   Severity severity;
   /// What the file says.
   std::string what;
-  /// What the proxy will do about it. True to the letter.
+  /// What the proxy will do about it, exactly.
   std::string effect;
   /// Whether a proxy with it serves nobody or does harm, so that it is better not started.
   bool keeps_from_starting = false;
 };
 
-/// Where findings go: counted always, and printed as they come unless only the counts are wanted.
+/// Counts findings and prints them as they come, unless only the counts are wanted.
 class Report {
  public:
-  /// kTextForStart: what keeps the proxy from starting comes last, where it is seen in the last
+  /// kTextForStart: what keeps the proxy from starting comes last, so that it is among the last
   /// lines of a journal.
   enum class Form { kText, kTextForStart, kJson, kCountsOnly };
 
@@ -88,15 +88,15 @@ struct MethodList {
   bool Circles() const;
 };
 
-/// What is wrong with the list as such: too short, or longer than its counters. The report's file
-/// is that of the servers.
+/// What is wrong with the list as a whole: too short, or longer than its counters. The report's
+/// file is that of the servers.
 void CheckMethodList(const MethodList& list, Report& report);
 
-/// Finds, line by line, the servers that will not be asked as their line seems to say.
+/// Finds, line by line, the servers that will not be asked in the way that their line suggests.
 void CheckServers(const ServerFileText& file, Report& report);
 
 /// Finds, line by line, the entries that will not be found, or not be answered with the address
-/// that their line seems to give. `list` decides about reverse names.
+/// that their line suggests. `list` decides about reverse names.
 void CheckHostMap(const HostMapFileText& file, const MethodList& list, Report& report);
 
 /// The carriage returns at the line ends of a file. There is one warning for all of them, at the

@@ -4,8 +4,8 @@
 
 namespace ctl {
 
-/// How the first line of a host map begins that was made from the people's names. It begins with a
-/// colon, so the proxy skips it; a checksum of the lines behind it follows.
+/// How the first line begins of a host map that was made from the file `names`. It begins with a
+/// colon, so the proxy skips it. A checksum of the lines behind it follows.
 inline constexpr std::string_view kMadeHostMapMark =
     ":made by dns_proxy_ctl from names and names.d, edit those; checksum ";
 

@@ -5,7 +5,7 @@
 
 namespace ctl {
 
-/// How far the name of a host map line is found by those who ask for it.
+/// Which questions find the name of a host map line.
 enum class Reach {
   kFound,     ///< by every question for it
   kNotAsked,  ///< as it is written, but no program asks for it that way

@@ -16,14 +16,15 @@ constexpr char kDropped[] =
 using FirstLines = std::unordered_map<in_addr_t, std::size_t>;
 
 bool IsProxyItself(in_addr address) {
-  // The proxy listens on the one; the system delivers the other to the same socket.
+  // The proxy listens on the first; the system delivers what is sent to the second to the same
+  // socket.
   return address.s_addr == htonl(INADDR_LOOPBACK) || address.s_addr == htonl(INADDR_ANY);
 }
 
 bool IsLinkLocal(in_addr address) { return ntohl(address.s_addr) >> 16 == 0xA9FE; }
 
-// Errors and warnings about an address at which no server can be, or none is. False when it is
-// better to say nothing else about it.
+// Errors and warnings about an address where no server can be, or none is. False when nothing else
+// should be said about it.
 bool CheckPlace(std::size_t line, const AddressReading& reading, Report& report) {
   const in_addr address = reading.address;
   const std::string dotted = reading.Dotted();

@@ -12,7 +12,7 @@ inline std::int64_t MonotonicNow() {
 
 inline constexpr std::int64_t kNanosecondsInMillisecond = 1000000;
 
-/// Whatever is drawn on a terminal again and again is drawn five times a second at most.
+/// Whatever is redrawn on a terminal is drawn five times a second at most.
 inline constexpr std::int64_t kBetweenDraws = 200 * kNanosecondsInMillisecond;
 
 }  // namespace ctl

@@ -2,7 +2,7 @@
 
 namespace ctl {
 
-// What the program's end tells its caller; every sub-command keeps to these.
+// The exit statuses of the program; every sub-command keeps to these.
 
 /// All is well: what was asked for holds, or was done.
 inline constexpr int kOk = 0;

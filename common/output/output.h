@@ -7,7 +7,8 @@ namespace ctl {
 /// Results for standard output, buffered.
 void Print(std::string_view text);
 
-/// Writes out what was printed so far; results that go on for a while call it line by line.
+/// Writes out what was printed so far. A command whose results come over time calls it after each
+/// line.
 void FlushOutput();
 
 /// One sentence for standard error, with the program's name in front and a line end behind it.

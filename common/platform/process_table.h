@@ -16,9 +16,9 @@ inline constexpr char kProxyName[] = "dns_proxy_mac";
 /// thread, created in this order. It has fewer while it starts and, for a moment, while it ends.
 inline constexpr std::size_t kThreadsOfServingProxy = 3;
 
-// The system's tables of processes and sockets: all in which macOS and Linux differ for this
-// program. What can't be looked at, for lack of permission or because it has just gone, is left
-// out.
+// The system's tables of processes and sockets: everything in which macOS and Linux differ for this
+// program. What can't be read is left out, be it for lack of permission or because it has just
+// gone.
 
 struct Process {
   pid_t pid;
@@ -31,7 +31,7 @@ struct Process {
 /// arguments, as the proxy is.
 std::vector<Process> ProcessesNamedAsProxy();
 
-/// Whether it has neither ended nor made place for another process of the same id.
+/// Whether it has neither ended nor been replaced by another process of the same id.
 bool IsAlive(const Process& process);
 
 /// Its threads in the order of their creation; empty when it has ended.
@@ -47,15 +47,15 @@ std::uint64_t FileSizeLimitOf(const Process& process);
 /// process, the owner of the socket decides.
 bool HoldsLocalPort(const Process& process);
 
-/// The proxy: the process that goes by its name and holds its port, or else one that goes by its
+/// The proxy: the process that has its name and holds its port. Otherwise a process that has its
 /// name, which is starting or ending. Nothing when there is neither.
 std::optional<Process> FindProxy();
 
-/// Whether a proxy or a holder of the port that is not found is not there. Where this is false, it
-/// may belong to another user.
+/// Whether a proxy, or a holder of the port, that is not found does not exist. Where this is false,
+/// it may belong to another user.
 bool SeesAllProcesses();
 
-/// Whoever keeps the proxy from binding 127.0.0.1:53.
+/// What keeps the proxy from binding 127.0.0.1:53.
 struct PortHolder {
   bool is_held;
   pid_t pid;         ///< 0 when it can't be seen
@@ -63,8 +63,8 @@ struct PortHolder {
 };
 PortHolder HolderOfLocalPort();
 
-/// Whether a socket takes what is sent to UDP port 53 of `address`, one of this host's. True as
-/// well when that can't be seen.
+/// Whether a socket takes what is sent to UDP port 53 of `address`, one of this host's. True also
+/// when that can't be seen.
 bool SomebodyListens(in_addr address);
 
 /// Whether `address` is a loopback address or belongs to an interface of this host, as far as can

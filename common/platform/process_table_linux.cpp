@@ -77,7 +77,7 @@ uid_t OwnerOf(pid_t pid) {
 }
 
 // A proxy in the network of a container is not the one that is meant. Every network has a table of
-// its own, also for those who may not look into the process.
+// its own, which can be read without permission to look into the process.
 bool IsInThisNetwork(pid_t pid) {
   struct stat theirs;
   struct stat ours;

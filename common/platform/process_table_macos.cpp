@@ -111,7 +111,7 @@ bool HoldsLocalPort(const Process& process) {
   return HasPort(process.pid, htonl(INADDR_LOOPBACK), Bound::kToIt);
 }
 
-// The kernel tells of another user's process to root alone.
+// Only root gets to know of another user's process.
 bool SeesAllProcesses() { return geteuid() == 0; }
 
 PortHolder HolderOfLocalPort() {

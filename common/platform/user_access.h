@@ -14,9 +14,9 @@ struct AccessObstacle {
   bool is_folder;
 };
 
-/// What keeps `user` from reading the file at `path`, a full one, found by trying it as that user.
-/// Nothing when it may, when there is no such file or user, and when this process may not become
-/// another user.
+/// What keeps `user` from reading the file at `path`, a full path. It is found by trying, as that
+/// user. Nothing when the user may read it, when there is no such file or user, and when this
+/// process may not become another user.
 std::optional<AccessObstacle> WhatKeepsFromReading(const char* user, const std::string& path);
 
 }  // namespace ctl

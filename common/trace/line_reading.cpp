@@ -31,8 +31,8 @@ Fit BeginsWith(std::string_view text, std::string_view what) {
   return what.substr(0, text.size()) == text ? Fit::kMore : Fit::kNo;
 }
 
-// Whether line 614 of the query just filed comes, or the run has been broken off in front of its
-// end.
+// Whether line 614 of the query just filed comes next, or the run was broken off before the end of
+// that line.
 Fit GoesOnWithTry(std::string_view text, bool is_all, std::int32_t id) {
   const LineRow& row = RowOf(Line::kNextMethodTried);
   LineFields tried;

@@ -59,21 +59,21 @@ class KnownNames {
   std::vector<std::pair<std::int32_t, std::string_view>> tried_;
 };
 
-/// The line, or lines 432 and 464 together, that `text` begins with. Whoever reads a name must know
-/// where it ends, and a name may hold line feeds and whole lines. Lines 432 and 464 carry the same
-/// name one directly behind the other, so a name ends where the text begins anew; a name that holds
-/// such a place itself can be read in two ways, of which the one is true behind which the trace
-/// goes on without a contradiction. Other lines carry names that are known by their id.
+/// The line, or lines 432 and 464 together, that `text` begins with. To read a name is to know
+/// where it ends, and a name may hold line feeds and whole lines. Line 464 follows line 432
+/// directly and repeats its name, so the name ends where this repetition begins. A name that itself
+/// holds such a place can be read in two ways. The right one is that behind which the trace goes on
+/// without a contradiction. Names in other lines are known by their id.
 ///
 /// kMore: more of the trace is needed to tell; never when `is_all`. kNo: the proxy prints no such
-/// line, or it is broken off; the name in it, if any, reaches `doubtful` bytes at most.
+/// line, or the line is broken off. A name in it is at most `doubtful` bytes long.
 class LineReading {
  public:
   LineReading(const ReadingState& state, KnownNames& names) : state_(&state), names_(&names) {}
 
   Fit Read(std::string_view text, bool is_all, LineFields& fields);
   std::size_t doubtful() const { return doubtful_; }
-  /// Whether the trace goes on from `text` as from the beginning of a run.
+  /// Whether `text` continues the trace as a run that begins there.
   Fit BeginsRun(std::string_view text, bool is_all);
 
  private:

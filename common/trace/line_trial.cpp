@@ -3,7 +3,7 @@
 namespace ctl {
 namespace {
 
-// How far is looked ahead, in bytes and in lines tried.
+// How far to look ahead, in bytes and in lines tried.
 constexpr std::size_t kFarEnough = 8192;
 constexpr std::size_t kMostLines = 2000;
 
@@ -40,8 +40,8 @@ Fit LineReading::Read(std::string_view text, bool is_all, LineFields& fields) {
   return fit;
 }
 
-// The longest reading behind which nothing contradicts it; when there is none, the one that the
-// trace follows furthest.
+// The longest reading that nothing behind it contradicts. When there is none, the one that is
+// contradicted last.
 Fit LineReading::Choose(std::string_view text, bool is_all, LineFields& fields) {
   const Readings readings = readings_;
   const std::size_t doubtful = doubtful_;

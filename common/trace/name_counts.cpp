@@ -16,7 +16,7 @@ void NameCounts::Add(std::string_view name) {
   bytes_ += key_.size();
 }
 
-// The lower half goes, together with all that are equal to the highest of it.
+// The lower half is removed, and all names with the same count as its highest one.
 void NameCounts::Forget() {
   std::vector<std::uint64_t> numbers;
   numbers.reserve(counts_.size());

@@ -9,7 +9,7 @@
 
 namespace ctl {
 
-/// How often each name was asked for, in bounded room: when there are too many names, those that
+/// How often each name was asked for, in bounded memory: when there are too many names, those that
 /// were asked for least are forgotten.
 class NameCounts {
  public:

@@ -8,7 +8,7 @@ namespace ctl {
 QueriesInFlight::QueriesInFlight() : slots_(kIds) {}
 QueriesInFlight::~QueriesInFlight() = default;
 
-// The oldest of those that have ended is used again, with the storage of its texts.
+// The oldest query that has ended is reused, with the storage of its texts.
 std::unique_ptr<Query> QueriesInFlight::Make() {
   if (ended_.size() < kKeptEnded) return std::make_unique<Query>();
   std::unique_ptr<Query> query = std::move(ended_.front());

@@ -14,9 +14,9 @@ namespace ctl {
 /// The accepted queries that have not ended, by the proxy's id, and the last few that have: one of
 /// the two workers may print a line about a query after the other has printed its end.
 ///
-/// An id may come round while its query still waits. The proxy then loses the new query, unless the
-/// old one has just left and its last line is still to come. Which of the two it was shows later,
-/// so both are kept: the new one as `successor`.
+/// An id may be given again while its query still waits. The proxy then loses the new query, unless
+/// the old one has just left and its last line is still to come. Later lines show which of the two
+/// happened, so both are kept: the new one as `successor`.
 class QueriesInFlight {
  public:
   QueriesInFlight();
@@ -29,15 +29,15 @@ class QueriesInFlight {
   /// The one that waits; null when none does.
   Query* Filed(std::uint16_t id) const { return slots_[id].filed.get(); }
   Query* Successor(std::uint16_t id) const { return slots_[id].successor.get(); }
-  /// The successor takes the place of the one filed, which has left but for its last line.
+  /// The successor takes the place of the one filed, of which only the last line is still to come.
   Query& LetSucceed(std::uint16_t id);
-  /// The successor was lost indeed.
+  /// The successor was lost after all.
   void ForgetSuccessor(std::uint16_t id) { slots_[id].successor.reset(); }
 
   void ForgetSuccessors();
 
-  /// The query with this id and name that a line of the relay is about: one that leaves, then the
-  /// one filed, then its successor, then one that has ended lately. Null for none.
+  /// The query with this id and name that a line of the relay is about. Looked for in this order:
+  /// one that leaves, the one filed, its successor, one that has ended lately. Null for none.
   Query* Named(std::uint16_t id, std::string_view name) const;
   /// Calls `take(name)` for the name of each of these until it returns true; whether it did.
   template <typename Take>
@@ -56,17 +56,17 @@ class QueriesInFlight {
   Query* Find(std::uint16_t id, std::uint64_t number) const;
   /// Whether `query` is still in here, not ended.
   bool Holds(const Query& query) const;
-  /// The query has ended: it is not waiting any more. Good until some more have ended.
+  /// The query has ended: it is not waiting any more. Valid until some more have ended.
   void End(Query& query);
 
   std::size_t size() const { return size_; }
-  /// How many hold a line feed in their names: as long as none does, a line is a line.
+  /// How many have a line feed in their names. While none has, every line feed ends a line.
   std::size_t with_line_feed() const { return with_line_feed_; }
   std::vector<const Query*> Some(std::size_t most) const;
   /// Whether `text`, as far as it goes, may be the beginning of such a name and more.
   bool MayBecomeLongName(std::string_view text) const;
 
-  /// For keeping: every query in here, and how it is put back.
+  /// For saving: every query in here, and how it is put back.
   enum class Place : std::uint8_t { kFiled, kLeaving, kSuccessor, kEnded };
   template <typename Take>
   void ForEachKept(Take take) const {

@@ -7,12 +7,12 @@
 
 namespace ctl {
 
-/// Why a datagram, or what should have come of it, was lost.
+/// Why a datagram, or the answer to it, was lost.
 enum class DropReason : std::uint8_t {
   kQueryTooShort,
   kQuestionCount,
   kNameEmpty,
-  kIdStillWaiting,  ///< all 65536 ids went round, and the earlier query of this id is unanswered
+  kIdStillWaiting,  ///< all 65536 ids were used, and the earlier query of this id is unanswered
   kNotSentToServer,
   kNotSentToApplication,
   kResponseTooShort,
@@ -40,13 +40,13 @@ struct Try {
   std::int64_t responded = 0;  ///< arrival of its response's line, 0 for none yet
 };
 
-/// One query that the proxy has accepted. Times are those that were handed to the reader together
-/// with the bytes. The name holds any byte but NUL: whoever shows it escapes it.
+/// One query that the proxy has accepted. Times are those that the reader was given together with
+/// the bytes. The name may hold any byte but NUL, so it must be escaped before it is shown.
 struct Query {
   static constexpr std::size_t kMostTries = 256;  ///< further ones are not kept
 
   std::uint64_t number = 0;  ///< counts accepted queries, over all runs; never given twice
-  std::uint16_t id = 0;      ///< the proxy's; comes round after 65536 queries
+  std::uint16_t id = 0;      ///< the proxy's; given again after 65536 queries
   std::string name;
   Outcome outcome = Outcome::kWaiting;
   DropReason loss = DropReason::kLostAtEnd;  ///< meant for kLost: kIdStillWaiting,

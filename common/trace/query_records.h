@@ -7,11 +7,11 @@
 
 namespace ctl {
 
-/// Turns events into records: calls back with each query that has been accepted, whose state has
-/// changed (sent to a server) or that has ended. A query is told apart by its `number`; it is
-/// called back with outcome kWaiting any number of times and then with its end, after which only
-/// two things can follow: its answer could not be sent (`answer_not_sent`), or, rarely, a query
-/// called lost for kIdStillWaiting waits after all and comes back.
+/// Turns events into records. It calls back with each query that has been accepted, that has been
+/// sent to a server, or that has ended. A query is identified by its `number`. It comes with
+/// outcome kWaiting any number of times and then with its end. After that only two things can
+/// follow: its answer could not be sent (`answer_not_sent`), or, rarely, a query called lost for
+/// kIdStillWaiting waits after all and comes back.
 class QueryRecords : public TraceConsumer {
  public:
   struct Change {

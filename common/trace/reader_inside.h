@@ -34,8 +34,8 @@ class TraceReader::Inside {
  private:
   static constexpr std::uint16_t kNoServer = TraceEvent::kNoServer;
 
-  // The query that a worker is at work on, by what stays true when it has ended, and the position
-  // in the method list at which it looks.
+  // The query that a worker works on, known by what stays valid after its end, and the position in
+  // the method list at which the worker looks.
   struct AtWork {
     std::uint64_t number = 0;
     std::uint16_t id = 0;

@@ -6,7 +6,7 @@ namespace ctl {
 namespace {
 
 constexpr auto kNowhere = std::string_view::npos;
-// No line of the proxy is longer but those that show the configuration.
+// Only lines that show the configuration are longer.
 constexpr std::size_t kLongestLine = 1 << 16;
 
 bool ShowsConfiguration(std::string_view text, LineFields& fields) {
@@ -92,8 +92,8 @@ std::size_t TraceReader::Inside::CutLongLine(std::string_view text) {
   return text.size();
 }
 
-// Passes over what the proxy has not printed, or not whole: to the end of the line, and of the name
-// that may be in it; a run that begins in there is not passed over.
+// Skips what the proxy has not printed, or has printed in part: up to the end of the line, and of a
+// name that may be in it. A run that begins in there is not skipped.
 std::size_t TraceReader::Inside::PassForeign(std::string_view text, bool is_all,
                                              std::size_t doubtful) {
   std::size_t end = text.find('\n');

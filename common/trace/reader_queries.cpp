@@ -6,7 +6,7 @@
 namespace ctl {
 namespace {
 
-// A position in a method list has eight bits, so that no further methods are ever asked.
+// A position in a method list has eight bits, so later methods are never reached.
 constexpr std::size_t kMostMethods = 256;
 constexpr std::int64_t kReversePosition = 0x9F;
 
@@ -17,7 +17,7 @@ void TraceReader::Inside::AddMethod(std::string_view server) {
   methods_.push_back(ServerAt(ReadAddress(std::string(server)).Dotted()));
 }
 
-// A query that came before the first line has no record; what is told of it has number 0.
+// A query that came before the first line has no record; its events have number 0.
 Query& TraceReader::Inside::Stranger(std::int32_t id, std::string_view name) {
   stranger_ = Query();
   stranger_.id = static_cast<std::uint16_t>(std::max(id, 0));
@@ -88,8 +88,9 @@ Query& TraceReader::Inside::Succeed(std::uint16_t id) {
   return query;
 }
 
-// A query just filed is looked at from the beginning of the list. One whose id was taken, and that
-// is looked at from further in front than the earlier query has come to, has taken its place.
+// The fallback takes a query just filed from the beginning of the list. When its id was in use and
+// the fallback is at a position before that of the earlier query, the new query has taken its
+// place.
 void TraceReader::Inside::LookAt(std::int64_t position, Worker worker) {
   AtWork& at_work = at_work_[static_cast<std::size_t>(worker)];
   at_work.position = position;

@@ -10,7 +10,7 @@ namespace {
 constexpr std::string_view kForm = "dns_proxy trace reader 1\n";
 constexpr std::size_t kIds = 65536;
 
-// Numbers in decimal with a blank behind each; a text behind its size.
+// Numbers are decimal with a blank behind each; a text follows its size.
 class Writer {
  public:
   template <typename Number>

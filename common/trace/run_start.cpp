@@ -49,7 +49,7 @@ bool RunStart::PlaceReading(const LineFields& fields) {
   return true;
 }
 
-// There may be more lines than were counted: of a run before it that was killed while it read.
+// There may be more lines than were counted: those of an earlier run that was killed while it read.
 bool RunStart::PlaceCounts(const LineFields& fields) {
   const std::int64_t servers = fields.numbers[0];
   const std::int64_t pairs = fields.numbers[1];

@@ -14,8 +14,8 @@ bool BeginsLikeRun(std::string_view text);
 std::size_t FindRun(std::string_view text, std::size_t from);
 
 /// Where the proxy's main stands, told by its lines, and which of them can come next. A run may
-/// begin behind anything, since the proxy may be killed at any moment, in the middle of a line too;
-/// the counts must then agree with the lines read. Small and without pointers.
+/// begin anywhere, even in the middle of a line, since the proxy may be killed at any moment. The
+/// counts must then agree with the lines read. Small and without pointers.
 class RunStart {
  public:
   enum class Stage : std::uint8_t {
@@ -30,20 +30,20 @@ class RunStart {
   };
 
   static bool IsMains(Line line);
-  /// Whether main can print this line now; it then has. False changes nothing.
+  /// Whether main can print this line now. If so, main now stands behind it; false changes nothing.
   bool Place(const LineFields& fields);
 
   /// Lines of the configuration have been read and their counts are still to come.
   bool IsReading() const { return state_.reading_lines > 0; }
-  /// They were no start after all; how many lines have been taken for one.
+  /// They were no start after all. Returns how many lines were mistaken for one.
   std::uint64_t CancelReading();
 
-  /// Whether the workers may be there.
+  /// Whether the workers may exist.
   bool HasWorkers() const;
   Stage stage() const { return state_.stage; }
   void Forget() { state_ = State(); }
 
-  /// For keeping: the whole of it.
+  /// For saving: all of it.
   struct State {
     Stage stage = Stage::kUnknown;
     std::int64_t reading_lines = 0;

@@ -26,11 +26,11 @@ class Source {
   /// Size of a file at its opening, in bytes; 0 for a pipe.
   std::uint64_t size() const { return size_; }
 
-  /// As `read`: 0 at the end there is at present, -1 with errno set. An interrupted call is 0 too.
+  /// As `read`: 0 at the present end, -1 with errno set. An interrupted call is 0 too.
   ssize_t Read(char* buffer, std::size_t capacity);
 
   /// Waits until there may be more to read, a tenth of a second at most. False when there is
-  /// nothing for sure.
+  /// certainly nothing.
   bool Wait() const;
 
   /// Goes back to the start when the file has been cut, or to the new file when it has been

@@ -159,7 +159,7 @@ void Tally::TakeOfQuery(const TraceEvent& event) {
   }
 }
 
-// What is asked of a server that is not known is counted in a place that nobody reads.
+// Queries to a server that is not known are counted where nobody reads.
 ServerCounts& Tally::CountsOf(std::uint16_t server) {
   const std::size_t place = server == TraceEvent::kNoServer ? 0 : server + std::size_t{1};
   if (place >= servers_.size()) servers_.resize(place + 1);

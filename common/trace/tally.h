@@ -35,7 +35,7 @@ enum class RunState : std::uint8_t {
   kEnded,
 };
 
-/// The counts of a trace, and where the proxy and its two workers stand.
+/// The counts of a trace, and the state of the proxy and its two workers.
 class Tally : public TraceConsumer {
  public:
   /// Hears from `reader`, which outlives it.

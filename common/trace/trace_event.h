@@ -8,7 +8,7 @@
 
 namespace ctl {
 
-/// What a line of the trace tells, or what follows from it. Lines that only lead up to another one
+/// What a line of the trace tells, or what follows from it. Lines that only precede another one
 /// make no event.
 enum class TraceEventKind : std::uint8_t {
   // A run of the proxy.
@@ -18,7 +18,7 @@ enum class TraceEventKind : std::uint8_t {
   kServing,  ///< both workers have been created
   kBindFailed,
 
-  // The intake. Each of them ends it, but for a name that is cut short.
+  // The intake. Each of these ends it, except a name that is cut short.
   kQueryTooShort,         ///< numbers: length of the datagram; address: its sender
   kQuestionCountRefused,  ///< numbers: length, count of questions; address
   kDomainEmpty,           ///< numbers: length; address
@@ -48,7 +48,7 @@ enum class TraceEventKind : std::uint8_t {
   kRelayEnded,
 };
 
-/// One event. `address`, `expected` and `query` are good until the consumer returns.
+/// One event. `address`, `expected` and `query` are valid until the consumer returns.
 struct TraceEvent {
   static constexpr std::uint16_t kNoServer = 0xFFFF;
 

@@ -24,10 +24,11 @@ namespace ctl {
 ///
 /// Names of queries hold any byte, line feeds and whole lines of the trace too; no name can make
 /// the reader see a line that the proxy did not print. Lines that the proxy can't have printed, or
-/// not there, count as not understood and change nothing. Memory is bounded whatever comes.
+/// can't have printed there, count as not understood and change nothing. Memory is bounded for any
+/// input.
 ///
-/// To go on after a restart: keep `Save()`, together with the file's identity, in the same
-/// transaction as what the events were made into. Every moment between two calls is a safe one; the
+/// To go on after a restart: keep the text of `Save()`, together with the file's identity, in the
+/// same transaction as what was made of the events. It may be called between any two calls. The
 /// text grows with the queries that wait, by their names and about 40 bytes each. Later `Load` it,
 /// place the file at `offset()` and feed what follows: no event comes twice, and none is missing.
 /// When that file is gone, call `EndFile` after `Load` and feed the next one from its beginning.
@@ -43,8 +44,8 @@ class TraceReader {
   /// `consumer` stays the caller's, and outlives the last call of this reader.
   void AddConsumer(TraceConsumer& consumer);
 
-  /// The next bytes. `arrival` is any clock's time, and never goes back: it is handed on as the
-  /// time of what the bytes tell.
+  /// The next bytes. `arrival` is the time of any clock that never goes back. It is handed on as
+  /// the time of what the bytes tell.
   void Feed(std::string_view bytes, std::int64_t arrival);
 
   /// The file, or the pipe, has no more: what could still have been read in two ways is decided,
@@ -52,7 +53,7 @@ class TraceReader {
   /// goes on where this one ended, perhaps with something missing in between.
   void EndFile();
 
-  /// Place in the current file up to which everything has been handed on.
+  /// Position in the current file up to which everything has been handed on.
   std::uint64_t offset() const;
 
   /// Lines are counted as an editor does, so that a name may hold some.

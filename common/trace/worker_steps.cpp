@@ -3,7 +3,8 @@
 namespace ctl {
 namespace {
 
-// Where a worker stands behind its last line: a bit each, so that a line can name several.
+// Where a worker stands after its last line. Each place is one bit, so that a line can name
+// several.
 enum Place : std::uint32_t {
   kUnknown = 1U << 0,
   kWaits = 1U << 1,
@@ -27,8 +28,8 @@ constexpr std::uint32_t kBetweenSteps = kWaits | kAsked | kFound | kExhausted;
 enum Printer : std::uint8_t { kNobody = 0, kOfQuery = 1, kOfAnswer = 2, kOfBoth = 3 };
 enum class IdRule : std::uint8_t { kNone, kTakes, kSame };
 
-// Who prints a line, where it stands before and behind it, and what the line's id has to do with
-// the query that it is at work on.
+// Which worker prints a line, where it stands before and after it, and how the line's id relates to
+// the query that the worker works on.
 struct Move {
   Printer printer = kNobody;
   std::uint32_t from = 0;

@@ -11,7 +11,7 @@ enum class Worker : std::uint8_t { kQuery, kAnswer };
 
 /// Where the two workers stand, told by their lines, and which of them can have printed the next
 /// one. A worker's lines between two sends or waits stand together in the trace: that is a step.
-/// Small and without pointers: whoever tries out a reading works on a copy.
+/// Small and without pointers, so that a reading can be tried out on a copy.
 class WorkerSteps {
  public:
   WorkerSteps() { Forget(); }
@@ -22,11 +22,12 @@ class WorkerSteps {
   void BeginRun();
 
   /// The worker that prints this line, moved to where it stands behind it. Null when neither can
-  /// print it now. A `strict` reader takes no line between two lines of the other worker's step;
-  /// one that is not does, and takes the beginning of a step wherever the last one has broken off.
+  /// print it now. A `strict` reader accepts no line between two lines of the other worker's step.
+  /// One that is not strict does, and it also accepts the beginning of a step where the last one
+  /// was broken off.
   const Worker* Place(const LineFields& fields, bool strict);
 
-  /// The id of the query that the worker is at work on; LineFields::kNoId when it is not known.
+  /// The id of the query that the worker works on; LineFields::kNoId when it is not known.
   std::int32_t IdOf(Worker worker) const { return At(worker).id; }
   /// Whether line 464 may come without 432 in front of it.
   bool MayFileAlone() const;
@@ -35,7 +36,7 @@ class WorkerSteps {
   /// Whether the relay has ended, so that the process may.
   bool RelayMayHaveEnded() const;
 
-  /// For keeping: the whole of it.
+  /// For saving: all of it.
   struct Standing {
     std::uint32_t place;
     std::int32_t id;

@@ -32,7 +32,8 @@ std::string AddressText(const ServerAddress& address);
 /// the unspecified addresses, and the same as IPv4 addresses within IPv6.
 bool IsLoopback(const ServerAddress& address);
 
-/// Whether it is the proxy or this program, who would ask themselves for ever.
+/// Whether it is an address of the proxy or of this program: as a server it would let queries
+/// circle for ever.
 bool IsOwn(const ServerAddress& address);
 
 /// Whether it can be a server's: neither multicast nor broadcast, and with a scope where it needs

@@ -21,14 +21,14 @@ struct ServerList {
   bool NamesNetwork() const;
 };
 
-/// One server a line: an address, or the word `network`. Empty lines count for nothing, and nor
-/// does what follows a # or stands around in blanks. The text is refused as a whole when a line is
-/// anything else or names this program or the proxy, and when it names no server at all: it may be
-/// half of what is being written.
+/// One server a line: an address, or the word `network`. Empty lines, what follows a #, and blanks
+/// around an entry are ignored. The text is refused as a whole when a line is anything else, or
+/// names this program or the proxy. It is also refused when it names no server at all: it may be
+/// only half written.
 ServerList ReadServerList(std::string_view text);
 
-/// The servers to be asked, each once, no more than there are places for. `network` stands for the
-/// servers of that name.
+/// The servers to be asked, each once, at most as many as there are listening addresses. `network`
+/// stands for the servers of that name.
 std::vector<ServerAddress> Servers(const ServerList& list,
                                    const std::vector<ServerAddress>& network);
 

@@ -8,7 +8,7 @@
 
 namespace upstream {
 
-/// What is told of one of the servers. Counts are since the server was taken up.
+/// What is told of one of the servers. Counts are since the program began to use it.
 struct ServerState {
   std::string listens;  ///< the address that stands for it, of kListenAddresses
   std::string address;  ///< the server's own; empty when this place has none

@@ -22,8 +22,8 @@ namespace {
 
 constexpr char kStandardInput[] = "-";
 
-// A file to check by a path at which it can be read twice: what comes by standard input is kept in
-// a file of its own for that long.
+// A file to check, at a path where it can be read twice: for that time, standard input is copied
+// into a file of its own.
 class Input {
  public:
   explicit Input(const std::string& named) : shown_(named), path_(named) {
@@ -96,7 +96,8 @@ void CheckServiceUser(const std::string& path, Report& report) {
                "the service takes it for an empty file");
 }
 
-// A file that is missing from its usual place is no mistake; one that somebody named is.
+// A file that is missing from its usual place is not an error; a missing file that somebody named
+// is.
 void CheckAccess(const FileText& text, const std::string& path, bool is_usual_place,
                  Report& report) {
   if (is_usual_place) CheckServiceUser(path, report);
@@ -106,8 +107,8 @@ void CheckAccess(const FileText& text, const std::string& path, bool is_usual_pl
   report.Add({0, Severity::kError, text.reason, Effect(text.access), keeps_from_starting});
 }
 
-// Whether it is known how many entries the proxy makes of the file. What it may not read is empty
-// to it, if this process runs as the proxy's user.
+// Whether it is known how many entries the proxy makes of the file. If this process runs as the
+// proxy's user, a file that it may not read is empty to the proxy.
 bool IsKnown(const FileText& text, bool as_proxys_user) {
   return IsReadByProxy(text) || (as_proxys_user && text.access == Access::kRefused);
 }

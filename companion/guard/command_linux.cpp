@@ -16,8 +16,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A proxy that is being started reads its files first, which takes it a second for a host map of a
-// million entries.
+// A starting proxy first reads its files, which takes a second for a host map of a million entries.
 constexpr std::chrono::seconds kLongestStart(10);
 constexpr std::chrono::milliseconds kBetweenLooks(2);
 

@@ -20,16 +20,16 @@ std::vector<Condition> WhatEndsIntake() {
       {Field::kLength, 0, Relation::kBelow, kHeaderSize},
       // It refuses any number of questions but one.
       {Field::kUint16, kQuestionCountAt, Relation::kIsNot, 1},
-      // It refuses a name that decodes to nothing. A header alone has none, and a length byte alone
-      // has its label completed from zeros, which begins with the end of the name.
+      // It refuses a name that decodes to nothing. A header alone has no name. Behind a length byte
+      // alone the label is completed with zeros, and the first zero ends the name.
       {Field::kLength, 0, Relation::kBelow, kFirstNameByteAt + 1},
       // The name ends where it begins: the root.
       {Field::kByte, kFirstLabelLengthAt, Relation::kIs, 0},
       // The decoder reads the length byte signed and stops at one below zero: compression pointers
       // and the lengths beside them.
       {Field::kByte, kFirstLabelLengthAt, Relation::kAtLeast, 0x80},
-      // The first byte of the first label is the end of the name. Whatever follows it, any other
-      // byte there makes a name: one label always fits into the decoder's output.
+      // The first byte of the first label is the end of the name. Any other byte there makes a
+      // name, whatever follows: one label always fits into the decoder's output.
       {Field::kByte, kFirstNameByteAt, Relation::kIs, 0},
   };
 }

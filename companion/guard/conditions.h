@@ -8,8 +8,8 @@
 
 namespace ctl {
 
-/// What of a datagram a condition looks at. Offsets are counted from the datagram's first byte,
-/// behind the UDP header.
+/// What part of a datagram a condition looks at. Offsets are counted from the datagram's first
+/// byte, behind the UDP header.
 enum class Field {
   kLength,  ///< bytes of the datagram; the offset is not looked at
   kByte,
@@ -32,7 +32,7 @@ std::vector<Condition> WhatEndsIntake();
 /// The datagrams that would end the proxy's relay of responses, and no others.
 std::vector<Condition> WhatEndsRelay();
 
-/// What one of the proxy's sockets is guarded against. A datagram gets in when no condition holds
+/// What one of the proxy's sockets is guarded against. A datagram is let in when no condition holds
 /// and, where the senders are known, one of them has sent it.
 struct SocketRules {
   std::vector<Condition> keep_out;

@@ -10,12 +10,12 @@
 
 namespace ctl {
 
-/// This process's own descriptors of a proxy's two sockets; closed at the end, which leaves the
-/// proxy's open.
+/// This process's own descriptors of a proxy's two sockets. The destructor closes them; the proxy's
+/// stay open.
 class ProxySockets {
  public:
-  /// Takes hold of them from outside, once the proxy has bound its port. Empty when it has not, or
-  /// when it may not be done: `refusal` is then the call and its error.
+  /// Gets them from outside, once the proxy has bound its port. Empty when it has not, or when the
+  /// system refuses: `refusal` is then the call and its error.
   static std::optional<ProxySockets> Of(const Process& proxy, std::string& refusal);
 
   ProxySockets(ProxySockets&& other) noexcept;
@@ -36,9 +36,9 @@ class ProxySockets {
 };
 
 /// The addresses that responses to `proxy` can come from: those of its server file. Without a value
-/// when it isn't sure what the proxy has read, because the file was changed after the proxy's start
-/// or can't be read, or when they are too many for a filter. From any other address the proxy takes
-/// no response either, but tells so in its trace.
+/// when it isn't certain what the proxy has read, because the file was changed after the proxy's
+/// start or can't be read, or when there are too many for a filter. The proxy drops responses from
+/// other addresses too, but says so in its trace.
 std::optional<std::vector<in_addr>> KnownSenders(const Process& proxy);
 
 /// Whether the proxy is guarded, for `status`; empty where the system has no such filters.

@@ -13,7 +13,7 @@ namespace {
 // Each takes at most five instructions of the 4096 that a filter may have.
 constexpr std::size_t kMostSenders = 200;
 
-// The clock that tells when a process was started moves in hundredths of a second.
+// The start of a process is known to a hundredth of a second.
 constexpr double kSecondsOfDoubt = 0.05;
 
 double SecondsSinceChange(const struct stat& file) {

@@ -15,7 +15,7 @@
 
 #include "companion/guard/guard.h"
 
-// Younger than some C libraries and their headers; the numbers are the same on every machine.
+// Newer than some C libraries and their headers; the numbers are the same on every machine.
 #ifndef SYS_pidfd_open
 #define SYS_pidfd_open 434
 #endif
@@ -90,8 +90,8 @@ std::optional<ProxySockets> ProxySockets::Of(const Process& proxy, std::string& 
   return sockets;
 }
 
-// The proxy opens the socket toward servers right behind the one toward applications, so it is the
-// next one: others may have come from whoever started the proxy.
+// The proxy opens the socket toward servers right after the one toward applications, so it is the
+// next one. Other sockets may be inherited from what started the proxy.
 void ProxySockets::KeepOrClose(int copy) {
   const Kind kind = KindOf(copy);
   if (kind == Kind::kToApplications && to_applications_ == kNone) {

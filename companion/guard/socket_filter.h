@@ -5,10 +5,11 @@
 namespace ctl {
 
 /// Puts a filter for `rules` on a UDP socket, in place of any that it has. The filter belongs to
-/// the socket: it stays when this process ends, and goes with the socket. 0, or an error number.
+/// the socket: it stays when this process ends, and ends with the socket. Returns 0 or an error
+/// number.
 int AttachFilter(int socket, const SocketRules& rules);
 
-/// Takes the socket's filter away; 0 also when there was none, or an error number.
+/// Takes the socket's filter away. Returns 0, also when there was none, or an error number.
 int DetachFilter(int socket);
 
 enum class FilterState {

@@ -113,7 +113,8 @@ bool Walk::TakeNames(const std::string& path, bool is_list) {
   const std::string& kept_path = paths_.emplace_back(path);
   FileRemarks remarks(path, result_.remarks);
   NamesLine taken;
-  // About a name a line: without this the table rehashes twenty times for a million of them.
+  // There is about one name in each line. Without this the table rehashes about twenty times for a
+  // million names.
   const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
   first_uses_.reserve(first_uses_.size() + lines);
   ForEachLine(text, [&](std::string_view line, std::size_t number) {

@@ -11,7 +11,8 @@ struct Words {
   std::string address;
 };
 
-// A sub-command of `command`; its work goes to `asked_for` when it is the one that is asked for.
+// A sub-command of `command`. When it is the one on the command line, its work is put into
+// `asked_for`.
 CLI::App& AddPart(CLI::App& command, Work& asked_for, const char* name, const char* summary,
                   Work work) {
   CLI::App* part = command.add_subcommand(name, summary);

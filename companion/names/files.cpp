@@ -56,9 +56,9 @@ std::string WriteAll(int file, std::string_view text) {
   return "";
 }
 
-// Opens a file to be renamed, empty, with a lock on it. Always the same name, so that a program
-// ended in the middle leaves nothing behind but what the next one takes over. Whoever waited for
-// the lock may hold a file that has been renamed meanwhile, and looks again.
+// Opens an empty file that will be renamed, with a lock on it. It always has the same name, so that
+// a program that was ended in the middle leaves only a file that the next one reuses. A process
+// that waited for the lock may hold a file that has been renamed meanwhile, so it looks again.
 int OpenAlone(const std::string& path) {
   for (;;) {
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
@@ -73,7 +73,7 @@ int OpenAlone(const std::string& path) {
   }
 }
 
-// The rename itself reaches the disk with its folder.
+// The rename reaches the disk only when its folder does.
 void SyncFolderOf(const std::string& path) {
   const std::string folder = path.substr(0, path.rfind('/') + 1);
   const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

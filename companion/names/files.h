@@ -6,7 +6,7 @@
 
 namespace ctl {
 
-/// Where people write names, and where the host map that is made from them lies.
+/// Where people write names, and where the host map is that is made from them.
 struct NamesPlaces {
   std::string names = "/var/log/Varnok/names";
   std::string lists = "/var/log/Varnok/names.d";
@@ -19,11 +19,12 @@ struct NamesPlaces {
 /// refused, or written to at the same time.
 std::string ReadTextFile(const std::string& path, std::string& text, bool& is_missing);
 
-/// Writes a file whole: beside it, then by a rename, readable by everybody. An interruption at any
-/// moment leaves the old file or the new one. Empty when done; otherwise why not, as a clause.
+/// Writes a whole file that everybody may read: beside the old one, then by a rename. An
+/// interruption at any moment leaves the old file or the new one. Empty when done; otherwise why
+/// not, as a clause.
 std::string WriteTextFile(const std::string& path, std::string_view text);
 
-/// The regular files of a folder in the order of their names, but for hidden ones; none when there
+/// The regular files of a folder, except hidden ones, in the order of their names; none when there
 /// is no such folder. `problem` says why it can't be read.
 std::vector<std::string> FilesIn(const std::string& folder, std::string& problem);
 

@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t kChecksumDigits = 16;
 constexpr std::size_t kMarkedLine = kMadeHostMapMark.size() + kChecksumDigits + 1;
 
-// FNV-1a: it tells an edit by hand from none, and is no defence against a forger.
+// FNV-1a: it notices edits by hand, and is no defence against forgery.
 std::string ChecksumOf(std::string_view text) {
   std::uint64_t hash = 0xcbf29ce484222325;
   for (const char character : text) {
@@ -40,7 +40,7 @@ std::string WhyItStays(HostMapAuthor author, const NamesPlaces& places) {
   return "";
 }
 
-// Why the host map that is there may not be replaced; empty when it may be.
+// Why the existing host map may not be replaced; empty when it may be.
 std::string ReasonToKeep(const NamesPlaces& places, bool may_take_over, std::string& present) {
   bool is_missing = false;
   const std::string problem = ReadTextFile(places.host_map, present, is_missing);

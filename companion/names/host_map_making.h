@@ -24,14 +24,14 @@ enum class Renewal {
   kRefused     ///< the last good map stays
 };
 
-/// Makes the host map from the people's names and puts it into its place, whole, when it differs.
-/// One that people wrote or edited is overwritten only if `may_take_over`. `sentences` takes what
-/// is to be said about the files; the reason of a refusal is its last.
+/// Makes the host map from the people's names and, when it differs, replaces the old one as a
+/// whole. One that people wrote or edited is overwritten only if `may_take_over`. What there is to
+/// say about the files goes to `sentences`; the reason for a refusal comes last.
 Renewal RenewHostMap(const NamesPlaces& places, bool may_take_over,
                      std::vector<std::string>& sentences);
 
-/// The file for these pairs, a line `name:address` each, with the line in front of them by which
-/// `AuthorOf` knows it again.
+/// The file for these pairs: one line `name:address` each, behind the line by which `AuthorOf`
+/// recognises the file.
 std::string HostMapOf(std::string_view pairs);
 
 /// The host map's lines without the one that says who made it.

@@ -44,7 +44,7 @@ int Refuse(const std::string& path, const std::string& problem) {
 
 std::string SystemsReason(const char* what) { return std::string(what) + std::strerror(errno); }
 
-// Makes a file of names of a list. What it needs for a million names is given back before the host
+// Makes a file of names from a list. The memory that a million names need is freed before the host
 // map is made.
 int TakeIn(const std::string& file, const std::string& address, const NamesPlaces& places) {
   std::string text;

@@ -17,7 +17,7 @@ enum class LeftOut : std::uint8_t {
 };
 inline constexpr std::size_t kLeftOutReasons = 4;
 
-/// A list as it is given away, made into a file of names.
+/// A published list, made into a file of names.
 struct ListText {
   struct Count {
     std::size_t names = 0;
@@ -29,8 +29,8 @@ struct ListText {
   std::array<Count, kLeftOutReasons> left_out{};
 };
 
-/// Reads a list of domains, one a line, or in the style of a hosts file, whose addresses are
-/// replaced by `address`. Comments begin with # or !.
+/// Reads a list of domains, one on each line, or one in the style of a hosts file, whose addresses
+/// are replaced by `address`. Comments begin with # or !.
 ListText ReadList(std::string_view text, const std::string& address);
 
 /// In words, for that many: "repeated", "for IPv6".

@@ -64,8 +64,8 @@ int WriteEdit(const NamesPlaces& places, const NamesEdit& edit, const std::strin
   return Apply(false);
 }
 
-// The names with the pairs of a host map behind them: as they stand, or, where there are names
-// already, only those that differ.
+// The names, followed by the pairs of a host map: all of them, or, where there are names already,
+// only those that differ.
 std::string WithPairs(const std::string& names, std::string_view pairs) {
   if (names.empty()) return "# from hostmap\n" + std::string(pairs);
   std::string result = names;

@@ -22,14 +22,14 @@ std::string_view CommentOf(std::string_view line) {
   return at == std::string_view::npos ? std::string_view() : line.substr(at);
 }
 
-// The line with `part`, which is one of its own pieces, exchanged for `by`.
+// The line with `part`, which points into it, replaced by `by`.
 std::string Exchanged(std::string_view line, std::string_view part, std::string_view by) {
   const auto at = static_cast<std::size_t>(part.data() - line.data());
   std::string result(line);
   return result.replace(at, part.size(), by);
 }
 
-// Without one of several names and the blanks in front of it.
+// The line without one of its names and the blanks in front of it.
 std::string WithoutName(std::string_view line, std::string_view written) {
   const auto at = static_cast<std::size_t>(written.data() - line.data());
   const std::size_t before = line.find_last_not_of(kBlanks, at - 1) + 1;

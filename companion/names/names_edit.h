@@ -6,7 +6,7 @@
 
 namespace ctl {
 
-/// A file of names with one name put in or taken out; comments, blanks and order stay.
+/// A file of names with one name added or removed; comments, blanks and order stay.
 struct NamesEdit {
   std::string text;
   /// The line that has, or had, the name, counted from 1; 0 when no line has.
@@ -18,7 +18,7 @@ struct NamesEdit {
 /// stands first, or in a new line at the end.
 NamesEdit AddName(std::string_view text, const std::string& name, const std::string& address);
 
-/// Takes `name` out of every line; a line with no other name goes, but for its comment.
+/// Removes `name` from every line. A line with no other name is removed, except for its comment.
 NamesEdit RemoveName(std::string_view text, const std::string& name);
 
 }  // namespace ctl

@@ -34,7 +34,7 @@ void AppendStamp(const std::string& path, std::string& stamp) {
   stamp += '\n';
 }
 
-// The host map's own stamp goes along: one that was removed or edited is looked at again.
+// The host map's own stamp is included, so that its removal or an edit of it is noticed.
 std::string StampOf(const NamesPlaces& places) {
   std::string stamp;
   AppendStamp(places.names, stamp);

@@ -6,12 +6,13 @@
 
 namespace ctl {
 
-/// Keeps the host map as the people's names make it, look by look, where this process may write it;
-/// elsewhere whoever may does it. Says on standard output what it did or why it leaves off.
+/// Keeps the host map up to date with the people's names, where this process may write it.
+/// Elsewhere a process that may write it does so. Says on standard output what it did, or why it
+/// stops.
 class NamesKeeper {
  public:
-  /// One look at the files' times and sizes. A change is taken up at the second look that finds it
-  /// unchanged, because somebody may be at work on it.
+  /// One look at the files' times and sizes. A change counts only at the second look that finds the
+  /// files the same, because somebody may still be editing them.
   void Look();
 
  private:

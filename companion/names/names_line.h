@@ -6,7 +6,7 @@
 
 namespace ctl {
 
-/// One line of a file of names, taken apart. Nothing in it: an empty line or a comment.
+/// One line of a file of names, taken apart. It is empty for an empty line or a comment.
 ///
 /// Two styles: `10.0.0.1 mail.example mail`, as in a hosts file, and `mail.example:10.0.0.1`, as in
 /// the host map. A comment goes from # to the end of the line.
@@ -16,17 +16,17 @@ struct NamesLine {
   std::string problem;                  ///< why nothing is made of the line, as a clause
 };
 
-/// Takes `line` apart; the result points into it. Reuses the room of `result`.
+/// Takes `line` apart; the result points into it. Reuses the memory of `result`.
 void ReadNamesLine(std::string_view line, NamesLine& result);
 
 /// The line up to its comment, without blanks and a carriage return around it.
 std::string_view WithoutComment(std::string_view line);
 
-/// The words of a text that blanks or tabs part; reuses the room of `words`.
+/// The words of a text, separated by blanks or tabs. Reuses the memory of `words`.
 void SplitWords(std::string_view text, std::vector<std::string_view>& words);
 
 /// Calls `visit(line, number)` for each line of a text, counted from 1; a byte order mark in front
-/// and line ends are left out, a single carriage return is a line end as on old systems.
+/// and line ends are left out. A single carriage return is a line end, as on old systems.
 template <typename Visit>
 void ForEachLine(std::string_view text, Visit visit) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";

@@ -5,13 +5,13 @@
 
 namespace ctl {
 
-/// A name as a person writes it, in the one form in which the host map finds it.
+/// A name that a person has written, in the one form in which the host map finds it.
 struct WrittenName {
   std::string name;     ///< ASCII, lower case, no final dot; empty when there is a problem
   std::string problem;  ///< why it could never be asked or answered, as a clause; usually empty
 };
 
-/// Folds case, takes a final dot away and turns an international name (UTF-8) into the form that
+/// Folds case, removes a final dot and turns an international name (UTF-8) into the form that
 /// begins with xn-- (RFC 5891). Refuses wildcards, reverse names, addresses and names that the
 /// proxy can't decode: over 1,023 characters, a label over 127.
 WrittenName ReadWrittenName(std::string_view written);

@@ -94,7 +94,8 @@ void AskSome(const ServerList& servers, std::size_t begin, std::size_t end, int 
   }
 }
 
-// Of an address that dns_proxy_upstream answers on: which server stands behind it, and how that is.
+// For an address that dns_proxy_upstream answers on: which server is behind it, and how that server
+// is.
 std::string Behind(const std::string& address) {
   static const auto state = upstream::CurrentState();
   if (!state) return "";

@@ -105,7 +105,8 @@ Exchange::Exchange(const sockaddr_in& to, ProbeQuery query)
     : query_(std::move(query)), socket_(socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP)) {
   sent_at_ = MonotonicNow();
   const auto* address = reinterpret_cast<const sockaddr*>(&to);
-  // Connected, so that the kernel keeps strangers away and reports a port at which nobody listens.
+  // Connected, so that the kernel drops what strangers send and reports a port where nobody
+  // listens.
   if (socket_ < 0 || connect(socket_, address, sizeof(to)) != 0 ||
       send(socket_, query_.bytes.data(), query_.bytes.size(), 0) < 0) {
     Fail(errno);

@@ -12,7 +12,7 @@ namespace ctl {
 
 /// A query with one question and a random id.
 struct ProbeQuery {
-  /// A question that is safe to ask of anybody, the proxy included, and that a resolver answers by
+  /// A question that may be put to any server, the proxy included, and that a resolver answers by
   /// itself: the reverse name of 127.0.0.1 (RFC 6303).
   ProbeQuery();
   /// The address of `name`, dotted text of labels of up to 127 characters.
@@ -46,8 +46,8 @@ class Exchange {
   ExchangeState state() const { return state_; }
   /// The descriptor to poll for reading while waiting.
   int descriptor() const { return socket_; }
-  /// Takes one datagram, or an error that the system reports, off the socket. What is no answer to
-  /// the query is passed over.
+  /// Takes one datagram, or an error that the system reports, from the socket. A datagram that does
+  /// not answer the query is ignored.
   void Receive();
 
   const ProbeQuery& query() const { return query_; }
@@ -73,8 +73,8 @@ class Exchange {
 
 using Exchanges = std::vector<std::unique_ptr<Exchange>>;
 
-/// Waits until none of the exchanges is waiting any more, or `timeout_ms` have passed. As many as
-/// the process may have descriptors.
+/// Waits until none of the exchanges is waiting any more, or `timeout_ms` have passed. There may be
+/// as many exchanges as the process may have descriptors.
 void WaitForAnswers(const Exchanges& exchanges, int timeout_ms);
 
 }  // namespace ctl

@@ -10,7 +10,7 @@ namespace ctl {
 
 struct ProbeResult {
   bool is_well;
-  /// One sentence part that says what came of it: "answered in 0.12 ms".
+  /// A clause that says what came of it: "answered in 0.12 ms".
   std::string words;
   /// Whether nothing at all came back in time.
   bool is_silent = false;

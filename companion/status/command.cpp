@@ -14,7 +14,7 @@
 namespace ctl {
 namespace {
 
-// No query gets to a server behind that place of the list.
+// No query reaches a server behind that position of the list.
 constexpr std::size_t kMostServersAsked = 256;
 
 constexpr char kRootIsNeeded[] = "not to be seen: root alone sees the processes of others here";
@@ -76,7 +76,8 @@ std::string ServerInWords(const ServerProbe& probe) {
   return "a line is no address";
 }
 
-// Each of a few servers, or those of many that do not answer, and how many do.
+// When there are few servers, each one. When there are many, those that do not answer, and how many
+// do.
 std::string ServersInWords(const std::vector<ServerProbe>& probes, std::size_t answer) {
   constexpr std::size_t kMostNamed = 8;
   const bool names_all = probes.size() <= kMostNamed;

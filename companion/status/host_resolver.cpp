@@ -14,8 +14,8 @@ constexpr char kProxy[] = "127.0.0.1";
 // The servers that systemd-resolved itself asks, where it runs.
 constexpr char kFileOfResolved[] = "/run/systemd/resolve/resolv.conf";
 
-// What a resolver file holds of interest here. The proxy's own reader of this file is of no use: it
-// takes commented entries too.
+// What is of interest in a resolver file. The proxy's own reader of this file is of no use here: it
+// accepts commented entries too.
 struct ResolverFile {
   bool is_there = false;
   std::vector<std::string> servers;

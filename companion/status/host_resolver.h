@@ -10,12 +10,12 @@ namespace ctl {
 
 /// What the host's resolver files say: where applications send their questions, and how.
 struct HostResolver {
-  /// Whether the first server, which is asked first, is the proxy, be it by way of
-  /// systemd-resolved.
+  /// Whether the server that is asked first is the proxy, directly or through systemd-resolved.
   bool asks_proxy = false;
   /// "/etc/resolv.conf points at the proxy".
   std::string words;
-  /// Which of its options keep the proxy from being understood, and how; empty without any.
+  /// Which of its options keep the proxy's answers from being understood, and how; empty when none
+  /// does.
   std::string bad_options;
   /// Whether systemd-resolved sends what it is asked to the proxy.
   bool resolved_asks_proxy = false;

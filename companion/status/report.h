@@ -7,7 +7,7 @@
 
 namespace ctl {
 
-/// The rows of `status`: a line each as they come, or one JSON object at the end.
+/// The rows of `status`: a line for each as it comes, or one JSON object at the end.
 class StatusReport {
  public:
   explicit StatusReport(bool json);
@@ -17,7 +17,7 @@ class StatusReport {
   /// One row. What is not well makes the exit status kNo.
   void Add(std::string_view subject, const std::string& words, bool is_well = true);
 
-  /// The last of it. The exit status.
+  /// Ends the report and returns the exit status.
   int Finish();
 
  private:

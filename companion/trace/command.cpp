@@ -56,7 +56,7 @@ int ComplainUnread(const Source& source) {
   return kError;
 }
 
-// One run of the command: a source, what is read from it, and what it adds up to.
+// One run of the command: a source, what is read from it, and its totals.
 class Reading {
  public:
   explicit Reading(const TraceOptions& options)

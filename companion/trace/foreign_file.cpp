@@ -21,7 +21,8 @@ constexpr Compression kCompressions[] = {
     {"BZh", "bzip2", "bzcat"},
 };
 
-// Whether the line is one of the proxy's behind something that another program put in front.
+// Whether the line is one of the proxy's, with something in front that another program has put
+// there.
 bool HasPrefix(std::string_view line) {
   for (std::size_t colon = line.find(": "); colon != std::string_view::npos;
        colon = line.find(": ", colon + 1)) {

@@ -80,8 +80,8 @@ std::string NewsOfRun(const TraceEvent& event) {
   }
 }
 
-// What an event is worth to somebody who follows the trace: how a query ended, what was dropped,
-// that the proxy or a worker of it began or ended. Empty for all others.
+// An event as a line for somebody who follows the trace: how a query ended, what was dropped, that
+// the proxy or one of its workers began or ended. Empty for all other events.
 std::string News(const TraceEvent& event) {
   if (event.query != nullptr) return NewsOfQuery(event);
   const std::string news = NewsOfWorkers(event);

@@ -5,7 +5,7 @@
 namespace ctl {
 
 /// How far the reading of a large file has come, on standard error when that is a terminal. Drawn
-/// five times a second at most, and wiped away in the end.
+/// five times a second at most, and erased at the end.
 class ProgressBar {
  public:
   explicit ProgressBar(std::uint64_t total_bytes);

@@ -8,12 +8,12 @@
 
 namespace ctl {
 
-/// Columns of the rows of a report that has all the room it wants.
+/// Columns of the rows of a report of unlimited width.
 inline constexpr std::size_t kWidestReport = 80;
 
-/// What the tally tells, for people: a line each, without line ends. `names` is how many of the
-/// busiest names and of the waiting queries are listed at most. Rows are narrower when there are
-/// fewer `columns`, so that their counts are still to be seen.
+/// What the tally tells, for people: a line each, without line ends. At most `names` of the busiest
+/// names, and of the waiting queries, are listed. Rows are narrower when there are fewer `columns`,
+/// so that their counts stay visible.
 std::vector<std::string> TextReport(const Tally& tally, std::size_t names, std::size_t columns);
 
 /// The same as one JSON object on one line, without its line end.
@@ -28,8 +28,9 @@ const char* InWords(RunState state);
 /// The server that the query has been sent to last; empty when that is not known.
 std::string ServerOf(const Query& query, const TraceReader& reader);
 
-/// How to get at the trace in a file of which nothing has been understood, told by its beginning:
-/// compressed, or with something in front of each line. Empty when there is nothing to say.
+/// How to get the trace out of a file of which nothing has been understood, judged by its
+/// beginning: compressed, or with something in front of each line. Empty when there is nothing to
+/// say.
 std::string HintFor(std::string_view beginning, const std::string& path);
 
 }  // namespace ctl

@@ -20,7 +20,7 @@ std::string WorkerLine(const char* worker, const WorkerEnd& end) {
   return std::string(worker) + "ended in line " + Grouped(end.line) + " by " + end.cause;
 }
 
-// The lines of one report, as wide as there is room for.
+// The lines of one report, as wide as the room allows.
 class TextLines {
  public:
   explicit TextLines(std::size_t columns)

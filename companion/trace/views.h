@@ -8,19 +8,19 @@
 
 namespace ctl {
 
-/// How somebody who follows a trace gets to see it.
+/// How a trace is shown to somebody who follows it.
 class FollowView : public TraceConsumer {
  public:
   void Take(const TraceEvent& /*event*/) override {}
   /// It is time to show what has changed.
   virtual void Refresh(const Tally& tally) = 0;
-  /// The program is about to be stopped for a while, and goes on.
+  /// The program is about to be suspended; it goes on later.
   virtual void Suspend() {}
-  /// The last of it: nothing comes any more.
+  /// The end: nothing more comes.
   virtual void End(const Tally& tally) = 0;
 };
 
-/// A line for each event worth one, for pipes and files.
+/// A line for each notable event, for pipes and files.
 class NewsView : public FollowView {
  public:
   void Take(const TraceEvent& event) override;
@@ -42,9 +42,9 @@ class JsonView : public FollowView {
   std::int64_t next_print_ = 0;
 };
 
-/// The report on the whole of the terminal, redrawn in place five times a second at most. The
-/// terminal's own content comes back at the end, and while the program is suspended; the last
-/// report is printed below it.
+/// The report on the whole terminal, redrawn in place five times a second at most. The terminal's
+/// own content comes back at the end, and while the program is suspended; the last report is
+/// printed below it.
 class LiveView : public FollowView {
  public:
   LiveView(std::string source, std::size_t names);

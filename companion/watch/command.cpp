@@ -20,17 +20,19 @@
 namespace ctl {
 namespace {
 
-// A proxy that was never seen whole may just be between the creation of its two workers, which
-// takes no longer than this.
+// A proxy that was never seen with all its threads may be between the creation of its two workers.
+// That takes no longer than this.
 constexpr std::chrono::seconds kToBeSure(1);
 
-// Decides, look by look, whether the proxy's query thread has ended while the process lives on: a
-// proxy that nothing can be asked of any more.
+// Decides at each look whether the proxy's query thread has ended while the process lives on. Such
+// a proxy accepts no query any more.
 //
-// A proxy that starts or ends has fewer threads than one that serves; neither may be taken for it.
+// A proxy that starts or ends also has fewer threads than one that serves; it must not be mistaken
+// for one whose intake has ended.
 class IntakeWatcher {
  public:
-  // One look at the process table: whether its query thread has ended. Told once of a process.
+  // One look at the process table: whether the proxy's query thread has ended. True only once for a
+  // process.
   bool IntakeHasEnded();
 
   // The proxy that was looked at, if there is one.
@@ -86,13 +88,13 @@ std::string WhyToEnd(IntakeWatcher& watcher, TraceRenewal& renewal) {
   return watcher.proxy() ? renewal.Look(FactsOf(*watcher.proxy()), MonotonicNow()) : "";
 }
 
-// A look at a proxy that is known takes some ten microseconds; to find one, all processes are gone
-// through.
+// A look at a proxy that is known takes some ten microseconds. To find one, all processes must be
+// looked at.
 constexpr std::chrono::milliseconds kBetweenLooks(200);
 constexpr std::chrono::milliseconds kBetweenSearches(1000);
 
-// Says it first: who starts the proxy again may end this program together with it. False when the
-// proxy lives on because it may not be ended.
+// Prints the line first, because the service manager may end this program together with the proxy.
+// False when the proxy lives on because it may not be ended.
 bool End(const Process& proxy, const std::string& why) {
   const std::string which = "process " + std::to_string(proxy.pid);
   Print(why + ": " + which + " gets SIGTERM, to be started again.\n");

@@ -13,8 +13,8 @@ constexpr char kTraceFile[] = "/var/log/Varnok/trace";
 constexpr std::int64_t kQuiet = 1000 * kNanosecondsInMillisecond;
 constexpr double kSecondsInDay = 86400;
 
-// A file that can't be put aside is still as large after the start: it must not be a start a
-// second.
+// A file that can't be put aside is still as large after the start. Without this the proxy would be
+// started again every second.
 constexpr double kShortestLife = 10;
 
 }  // namespace

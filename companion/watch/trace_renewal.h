@@ -18,10 +18,10 @@ struct TraceFacts {
 /// As they are now. A file that isn't there has no bytes.
 TraceFacts FactsOf(const Process& proxy);
 
-/// Decides, look by look, whether the proxy is to be started again for the sake of its trace: once
-/// the file has reached half of the size that it may have, or the proxy has run for a day, in the
-/// first second in which nothing is traced. A proxy that traces on until the file is full is ended
-/// by the system. Without a limit, or when the trace does not go to the file, there is no renewal.
+/// Decides at each look whether the proxy is to be started again to renew its trace. It is due when
+/// the file has reached half of its limit or the proxy has run for a day, and happens in the first
+/// second in which nothing is traced. If the proxy never pauses, the system ends it when the file
+/// is full. Without a limit, or when the trace does not go to the file, there is no renewal.
 class TraceRenewal {
  public:
   /// Why it is to be started again now, as a sentence without its end; empty when it is not. `now`

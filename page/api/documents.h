@@ -11,12 +11,12 @@
 
 namespace page {
 
-// What the page is made of, as JSON. All texts in it are printable ASCII. Times are milliseconds
-// since 1970, durations microseconds.
+// The page's data as JSON. All texts in it are printable ASCII. Times are milliseconds since 1970,
+// durations microseconds.
 
 using Json = nlohmann::ordered_json;
 
-/// What of the settings the page tells.
+/// The settings that the page shows.
 struct MemorySettings {
   std::int64_t query_hours = 24;
   std::int64_t bytes = 0;

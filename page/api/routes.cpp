@@ -105,7 +105,7 @@ std::string Routes::NowText() {
 
 Response Routes::Now() { return JsonResponse(NowText()); }
 
-// A stream that begins with the state goes on with the events that all streams get.
+// A stream begins with the state and goes on with the events that all streams get.
 Response Routes::BeginEvents() {
   Response response;
   response.type = "text/event-stream";

@@ -22,7 +22,7 @@ class Routes {
     std::string trace;
     MemorySettings memory;
   };
-  /// `wake` gets the thread that reads the trace out of its wait. Both references outlive this.
+  /// `wake` wakes the thread that reads the trace. Both references outlive this.
   Routes(Settings settings, LiveState& live, CompanionReports& reports, std::function<void()> wake);
 
   Response Answer(const Request& request);

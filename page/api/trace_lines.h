@@ -7,9 +7,9 @@
 
 namespace page {
 
-/// The lines of the trace that belong to one query, from the file in which it was seen, as long as
-/// that is there; as they may be shown (ctl::Shown). `path`: of the trace. Looks at a bounded
-/// stretch of the file, and gives the beginning of what is found.
+/// The lines of the trace that belong to one query, in the form that may be shown (ctl::Shown).
+/// They are read from the file in which the query was seen, while that exists. `path`: of the
+/// trace. Looks at a bounded part of the file, and returns the beginning of what is found.
 std::vector<std::string> TraceLinesOf(const Query& query, const std::string& path);
 
 }  // namespace page

@@ -5,9 +5,9 @@
 
 namespace page {
 
-/// Tells when a file grows, or when another takes its place: a descriptor becomes readable. All in
-/// which macOS (kqueue) and Linux (inotify) differ for this program. What can't be watched is
-/// looked at again after a while: that is the caller's part.
+/// Tells when a file grows, or when another takes its place: a descriptor becomes readable. This is
+/// everything in which macOS (kqueue) and Linux (inotify) differ for this program. When a file
+/// can't be watched, the caller looks at it again after a while.
 class FileChanges {
  public:
   FileChanges();
@@ -17,8 +17,8 @@ class FileChanges {
 
   /// To be polled for reading; -1 when the system has none left.
   int descriptor() const { return descriptor_; }
-  /// Watches the file that is open as `file` at `path`, and the folder for another one, in place of
-  /// what was watched before.
+  /// Watches the file at `path`, which is open as `file`, and its folder, where another one may
+  /// appear. What was watched before no longer is.
   void Watch(const std::string& path, int file);
   /// Takes what has been told so far, so that the descriptor waits again.
   void Drain();

@@ -17,8 +17,8 @@ constexpr std::size_t kPiece = 64 * 1024;
 constexpr int kBetweenTriesMs =
     1000;  // for a file that can't be opened, and in case of missed news
 constexpr std::int64_t kMicroseconds = 1000;
-// More rounds than this a second are not worth what they cost: the trace is read in pieces of a few
-// milliseconds then.
+// More rounds a second than this are not worth their cost. The trace is then read in pieces of a
+// few milliseconds.
 constexpr int kMostQuickRounds = 250;
 constexpr int kPauseMs = 4;
 
@@ -65,7 +65,7 @@ std::int64_t Follower::ArrivalOf(std::uint64_t offset) const {
          static_cast<std::int64_t>(share * static_cast<double>(known_to_ - known_from_));
 }
 
-// False at the end that there is at present.
+// False at the present end of the file.
 bool Follower::ReadPiece() {
   const TracePlace begin = file_.place();
   const bool is_watched = !IsCatchingUp();
@@ -79,7 +79,7 @@ bool Follower::ReadPiece() {
 }
 
 void Follower::ReadAll() {
-  // Between the pieces of a long trace the page gets its news and the database its rows.
+  // Between the pieces of a long trace the page is updated and rows are written to the database.
   while (ReadPiece()) {
     const std::int64_t now = WallMs();
     recorder_.CommitIfDue(file_.place(), now, false);

@@ -36,8 +36,8 @@ class Follower {
   int wake_;
   std::vector<char> piece_;
   std::string trouble_;
-  // What was in the file when it was opened has come between these times, evenly, as far as is
-  // known; in microseconds.
+  // What was in the file when it was opened is taken to have come evenly between these times; in
+  // microseconds.
   std::uint64_t known_offset_ = 0;
   std::uint64_t known_size_ = 0;
   std::int64_t known_from_ = 0;

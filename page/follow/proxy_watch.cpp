@@ -211,7 +211,7 @@ void ProxyWatch::Load(std::string_view text) {
     }
     *this = loaded;
   } catch (const nlohmann::json::exception&) {
-    // Another version's: the next start of the proxy tells anew.
+    // Saved by another version: the next start of the proxy tells everything again.
   }
 }
 

@@ -15,8 +15,8 @@
 
 namespace page {
 
-/// Makes of the trace's events what is remembered and what is shown. One thread, but for what
-/// `LiveState` hands on. Arrival times are microseconds since 1970.
+/// Turns the trace's events into what is remembered and what is shown. For one thread, except for
+/// what `LiveState` hands to another. Arrival times are microseconds since 1970.
 class Recorder : public ctl::TraceConsumer {
  public:
   Recorder(Store& store, LiveState& live, bool keeps_queries);
@@ -25,7 +25,7 @@ class Recorder : public ctl::TraceConsumer {
   TracePlace Resume(const DayCounts& day);
 
   /// The next bytes, read from this place. `was_watched`: they were read as they came, so that the
-  /// times between them mean something.
+  /// times between them are meaningful.
   void Feed(std::string_view bytes, std::int64_t arrival, const TracePlace& begin,
             bool was_watched);
   /// The file has no more.
@@ -33,7 +33,7 @@ class Recorder : public ctl::TraceConsumer {
 
   /// Writes to the database when that is due. `end`: of what has been read.
   void CommitIfDue(const TracePlace& file, std::int64_t now_ms, bool at_once);
-  /// Hands the present state to the page when that is due; `trouble`: why the trace is not read.
+  /// Hands the present state to the page when that is due. `trouble`: why the trace can't be read.
   void PublishIfDue(const std::string& trouble, std::int64_t now_ms, bool at_once);
   /// When one of the two is due next, in milliseconds from now; -1 when nothing has happened.
   int UntilDue(std::int64_t now_ms) const;

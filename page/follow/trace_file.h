@@ -20,8 +20,8 @@ class TraceFile {
   TraceFile& operator=(const TraceFile&) = delete;
   ~TraceFile();
 
-  /// Opens the file that `place` is in, where it is now, at that place: the one at the path or one
-  /// beside it whose name begins the same. False when it is not there any more.
+  /// Opens the file that `place` is in, at that place. It is now either at the path or beside it,
+  /// with a name that begins the same. False when it is not there any more.
   bool OpenAt(const TracePlace& place);
   /// Opens the file at the path at its beginning. False, with errno, when that fails.
   bool OpenNewest();
@@ -33,10 +33,10 @@ class TraceFile {
   std::uint64_t Size() const;
   std::int64_t ModifiedMs() const;
 
-  /// As `read`: 0 at the end there is at present.
+  /// As `read`: 0 at the present end.
   ssize_t Read(char* buffer, std::size_t capacity);
 
-  /// Whether a newer file is at the path, or this one was cut: nothing more comes here.
+  /// Whether a newer file is at the path, or this one was cut, so that nothing more comes here.
   bool IsReplaced() const;
 
   /// To be polled for reading.

@@ -15,7 +15,7 @@ bool IsOwnHost(const std::string& host, std::uint16_t port) {
   return false;
 }
 
-// A link on another site may lead here: it shows the page to the user and nothing to the site.
+// A link on another site may lead here. It shows the page to the user, and the site learns nothing.
 bool IsFollowedLink(const Request& request) {
   return request.fetch_mode == "navigate" && request.path == "/";
 }

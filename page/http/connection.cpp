@@ -54,7 +54,7 @@ void Connection::Read(const Answer& answer, std::int64_t now) {
   }
 }
 
-// What still comes is not looked at. A client that has shut its side down may wait for the
+// What still comes is ignored. A client that has shut down its side may still wait for the
 // response.
 void Connection::Discard() {
   char piece[4096];
@@ -101,7 +101,7 @@ bool Connection::Fill() {
   return true;
 }
 
-// One piece a call: a long body leaves room for the other clients in between.
+// One piece for each call, so that other clients get their turn during a long body.
 void Connection::Write(std::int64_t now) {
   if (stage_ != Stage::kAnswering && stage_ != Stage::kEvents) return;
   if (HasUntaken()) {

@@ -9,9 +9,9 @@
 
 namespace page {
 
-/// One client: its request comes in, the response goes out, the connection is closed. Bounded in
-/// bytes and, but for an event stream, in time. Nothing waits here: every call does what the socket
-/// permits at the moment. One thread.
+/// One client: its request comes in, the response goes out, the connection is closed. Its bytes are
+/// bounded, and so is its time, except for an event stream. No call waits: each does what the
+/// socket permits at the moment. One thread.
 class Connection {
  public:
   using Answer = std::function<Response(const Request&)>;
@@ -30,14 +30,15 @@ class Connection {
   bool IsEventStream() const { return stage_ == Stage::kEvents; }
   bool WantsToRead() const { return !has_left_; }
   bool WantsToWrite() const { return HasUntaken() || pieces_; }
-  /// When its time is up; an event stream has a deadline only for bytes that are not taken.
+  /// When its time is up. An event stream has a deadline only for bytes that the client does not
+  /// read.
   std::int64_t deadline() const { return deadline_; }
 
   void Read(const Answer& answer, std::int64_t now);
   void Write(std::int64_t now);
   void ExpireAt(std::int64_t now);
 
-  /// Adds to an event stream. A client that does not read is left behind: it is closed.
+  /// Adds to an event stream. The connection of a client that does not read is closed.
   void AddEvents(const std::string& events, std::int64_t now);
 
  private:

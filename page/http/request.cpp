@@ -93,7 +93,7 @@ bool ReadRequestLine(std::string_view line, Request& request) {
   return ReadTarget(line.substr(first + 1, last - first - 1), request);
 }
 
-// What announces a body announces one that nobody reads.
+// A field that announces a body is refused, because nobody reads it.
 bool AnnouncesBody(std::string_view name, std::string_view value) {
   if (IsSame(name, "transfer-encoding")) return true;
   return IsSame(name, "content-length") && value != "0";

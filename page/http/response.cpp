@@ -30,8 +30,8 @@ const char* Reason(int status) {
   }
 }
 
-// Nothing but this program's own files is loaded or run, no script makes markup out of text, nobody
-// frames the page, and no other site gets to read an answer.
+// Nothing but this program's own files is loaded or run, no script makes markup out of text, no
+// page can show this one in a frame, and no other site can read an answer.
 constexpr const char* kConfinement =
     "Content-Security-Policy: default-src 'none'; script-src 'self'; style-src 'self'; "
     "img-src 'self'; connect-src 'self'; base-uri 'none'; form-action 'none'; "

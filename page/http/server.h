@@ -9,8 +9,8 @@
 
 namespace page {
 
-/// Serves HTTP on 127.0.0.1, from one thread and without ever waiting for a client. A few
-/// connections at a time: a new one takes the place of the one that has been asking longest.
+/// Serves HTTP on 127.0.0.1, from one thread and without ever waiting for a client. There are only
+/// a few connections at a time: a new one replaces the one that has been asking longest.
 class Server {
  public:
   /// The events for all event streams since its last call; called several times a second while

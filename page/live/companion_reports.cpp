@@ -46,7 +46,7 @@ pid_t Spawn(const std::string& program, const char* command, int output) {
   return error == 0 ? child : -1;
 }
 
-// All that comes until the end; empty when it is too late or too much.
+// Everything up to the end; empty when it comes too late or is too much.
 std::string ReadToEnd(int input) {
   const std::int64_t end = ctl::MonotonicNow() / ctl::kNanosecondsInMillisecond + kMostMs;
   std::string text;

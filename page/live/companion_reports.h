@@ -19,7 +19,7 @@ class CompanionReports {
   CompanionReports& operator=(const CompanionReports&) = delete;
   ~CompanionReports();
 
-  /// Somebody looks. The last reports are brought up to date in the background.
+  /// To be called when somebody looks. The last reports are brought up to date in the background.
   void Want();
 
   struct Reports {

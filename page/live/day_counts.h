@@ -21,8 +21,8 @@ class DayCounts {
     return kOutcomes + static_cast<std::size_t>(reason);
   }
 
-  /// Times are milliseconds since 1970. What comes with an earlier time than the last counts as
-  /// come with the last.
+  /// Times are milliseconds since 1970. What comes with an earlier time than the last counts as if
+  /// it came with the last.
   void Add(std::int64_t milliseconds, std::size_t kind, std::uint64_t count = 1);
 
   /// The sums, without what is older than a day at `now`.

@@ -33,10 +33,10 @@ class LiveState {
   std::int64_t LastId();
   /// Counts the calls of `Publish`.
   std::uint64_t Version();
-  /// Waits until all that has been seen is in the database, `milliseconds` at most. `wake` gets the
-  /// reading thread out of its wait.
+  /// Waits until all that has been seen is in the database, `milliseconds` at most. `wake` wakes
+  /// the reading thread.
   void WaitForCommit(const std::function<void()>& wake, int milliseconds);
-  /// Grows when the database was begun anew.
+  /// Grows each time the database is begun again.
   int DatabaseGeneration();
 
  private:

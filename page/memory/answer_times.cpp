@@ -14,7 +14,7 @@ constexpr std::int64_t kSteps = 1 << kStepBits;
 
 }  // namespace
 
-// Up to eight a bucket for each number; then the first four binary digits decide.
+// Up to eight, each number has a bucket; then the first four binary digits decide.
 std::size_t AnswerTimes::BucketOf(std::int64_t microseconds) {
   if (microseconds < kSteps)
     return static_cast<std::size_t>(std::max<std::int64_t>(0, microseconds));

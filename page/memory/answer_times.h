@@ -9,8 +9,8 @@
 namespace page {
 
 /// How long answers took, as counts in buckets: eight to a doubling, so that a percentile is off by
-/// less than one part in eight, from a microsecond to about an hour. Adding two gives what counting
-/// together would have given.
+/// less than one part in eight, from a microsecond to about an hour. The sum of two is what
+/// counting them together would have given.
 class AnswerTimes {
  public:
   void Add(std::int64_t microseconds);
@@ -21,9 +21,9 @@ class AnswerTimes {
   /// bucket. Nothing without answers.
   std::optional<std::int64_t> Percentile(double share) const;
 
-  /// A few bytes: gap and count of each bucket in use, as variable-length numbers.
+  /// A few bytes: gap and count of each used bucket, as variable-length numbers.
   std::string Packed() const;
-  /// What `Packed` made; of other bytes, as much as can be understood.
+  /// Reads what `Packed` made; of other bytes, as much as can be understood.
   static AnswerTimes Unpack(std::string_view bytes);
 
  private:

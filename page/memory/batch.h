@@ -11,8 +11,8 @@
 
 namespace page {
 
-/// What has been seen and not been written to the database yet. Bounded: while nothing can be
-/// written, the oldest single queries go and the totals stay.
+/// What has been seen and not yet been written to the database. Bounded: while nothing can be
+/// written, the oldest single queries are dropped and the totals stay.
 class Batch {
  public:
   static constexpr std::size_t kMostQueries = 20000;
@@ -32,12 +32,12 @@ class Batch {
   /// A datagram or answer that was dropped, by the number of its reason.
   void AddDrop(std::int64_t milliseconds, std::int64_t reason);
 
-  /// One that was called lost at this time, and is not.
+  /// A query that was counted as lost at this time, and is not.
   void TakeBackLost(std::int64_t milliseconds, const std::string& server);
 
   const std::map<Key, Total>& totals() const { return totals_; }
   const std::deque<Query>& queries() const { return queries_; }
-  /// What the single queries take, about.
+  /// How many bytes the single queries take, about.
   std::size_t bytes() const { return bytes_; }
   void Clear();
 

@@ -120,7 +120,7 @@ Transaction::Transaction(Database& database) : database_(database) {
 }
 
 Transaction::~Transaction() {
-  // SQLite has rolled back already after some failures; then there is nothing left to end.
+  // After some failures SQLite has rolled back already; then there is nothing left to end.
   if (is_open_) sqlite3_exec(database_.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
 }
 

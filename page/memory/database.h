@@ -66,7 +66,7 @@ class Statement {
 
   std::int64_t Integer(int column) const;
   bool IsNull(int column) const;
-  /// Good until the next step.
+  /// Valid until the next step.
   std::string_view Text(int column) const;
 
  private:
@@ -76,7 +76,7 @@ class Statement {
   sqlite3_stmt* handle_ = nullptr;
 };
 
-/// What is done between its making and `Commit` is done whole or not at all.
+/// What is done between its construction and `Commit` is done as a whole or not at all.
 class Transaction {
  public:
   explicit Transaction(Database& database);

@@ -12,8 +12,7 @@
 
 namespace page {
 
-/// A stretch of time in slots of one width, both in seconds; the last slot is the one that is going
-/// on.
+/// A span of time in slots of one width, both in seconds. The last slot is the present one.
 struct Span {
   std::int64_t width;
   std::int64_t first;  ///< start of the first slot
@@ -24,7 +23,7 @@ struct Span {
 /// since 1970).
 std::optional<Span> SpanOf(std::string_view name, std::int64_t now);
 
-/// What a server did in one slot, or in all.
+/// What a server did in one slot, or in all slots.
 struct ServerSlot {
   std::uint64_t asked = 0;
   std::uint64_t responses = 0;

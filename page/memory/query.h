@@ -35,7 +35,7 @@ const char* KeyOf(Reaction reaction);
 struct Attempt {
   std::string server;  ///< its address as text
   Reaction reaction = Reaction::kSilent;
-  /// From asking to the response, in microseconds; nothing when it wasn't watched as it happened.
+  /// From the query to the response, in microseconds; nothing when it wasn't seen as it happened.
   std::optional<std::int64_t> microseconds;
 };
 
@@ -43,8 +43,8 @@ struct Attempt {
 struct TracePlace {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
-  /// When the file was made, in nanoseconds since 1970: its number may have been another's before.
-  /// 0 where the system does not say.
+  /// When the file was made, in nanoseconds since 1970: its number may have belonged to another
+  /// file before. 0 where the system does not say.
   std::int64_t birth = 0;
   std::uint64_t offset = 0;
 };
@@ -58,7 +58,7 @@ struct Query {
   std::string name;
   Outcome outcome = Outcome::kLost;
   std::vector<Attempt> attempts;  ///< in their order
-  /// From the arrival to the answer; nothing when there was none, or nobody watched.
+  /// From the arrival to the answer; nothing when there was none, or it wasn't seen as it happened.
   std::optional<std::int64_t> microseconds;
   /// Where its first line is.
   TracePlace place;

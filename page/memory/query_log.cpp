@@ -6,8 +6,8 @@
 namespace page {
 namespace {
 
-// Up to so many queries are taken together by the index on names and put in order; beyond that,
-// there are enough of them that a walk from the newest on soon finds some.
+// Up to this many queries are found by the index on names and then sorted. With more of them,
+// reading from the newest back soon finds some.
 constexpr std::uint64_t kMostByIndex = 20000;
 constexpr std::size_t kMostNamesInText = 5000;
 constexpr std::int64_t kNoServer = -1;

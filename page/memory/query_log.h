@@ -11,7 +11,7 @@
 
 namespace page {
 
-/// Which of the remembered queries are wanted; what is empty does not matter.
+/// Which of the remembered queries are wanted. Empty fields do not filter.
 struct QueryFilter {
   std::string name_part;   ///< somewhere in the name as it is shown
   std::string whole_name;  ///< the name itself
@@ -24,8 +24,8 @@ struct NameUse {
   std::uint64_t queries;
 };
 
-/// Looks through the single queries. For one question at a time: names and servers are read anew
-/// for each.
+/// Looks through the single queries. One object serves one question: names and servers are read
+/// again for each.
 class QueryLog {
  public:
   QueryLog(Database& database, const QueryFilter& filter);

@@ -20,7 +20,7 @@ ServerNames ReadServerNames(Database& database);
 std::string PackAttempts(const std::vector<Attempt>& attempts,
                          const std::vector<std::int64_t>& server_ids);
 
-/// What `PackAttempts` made; as much of it as can be understood.
+/// Reads what `PackAttempts` made, as much of it as can be understood.
 std::vector<Attempt> UnpackAttempts(std::string_view bytes, const ServerNames& servers);
 
 }  // namespace page

@@ -29,7 +29,8 @@ constexpr const char* kTables = R"(
 
 void PrepareSchema(Database& database) {
   database.Execute("PRAGMA journal_mode=WAL");
-  // A commit survives the end of the program; one that the machine does not survive is read again.
+  // A commit survives the end of the program. One that is lost when the machine crashes is read
+  // from the trace again.
   database.Execute("PRAGMA synchronous=NORMAL; PRAGMA journal_size_limit=4194304");
   const std::int64_t application = database.Integer("PRAGMA application_id");
   const std::int64_t version = database.Integer("PRAGMA user_version");

@@ -7,7 +7,7 @@
 
 namespace page {
 
-/// The totals are kept in slots of three widths, in seconds, each for so long.
+/// The totals are kept in slots of three widths, each for its own time; both in seconds.
 struct SlotWidth {
   std::int64_t seconds;
   std::int64_t kept_seconds;

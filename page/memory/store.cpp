@@ -37,7 +37,7 @@ Store::~Store() = default;
 
 void Store::OpenDatabase() { open_ = std::make_unique<Open>(path_); }
 
-// One damaged database is kept for whoever wants to look at it, in place of an earlier one.
+// The latest damaged database is kept for examination, in place of an earlier one.
 void Store::BeginAnew(const std::string& why) {
   open_.reset();
   const std::string aside = path_ + ".damaged";
@@ -120,8 +120,8 @@ void Store::DeleteQueriesUpTo(std::int64_t last) {
 
 void Store::PruneOld(std::int64_t now) {
   Database& database = open_->database;
-  // Rows are in the order of their ends; one that was asked long before its end goes with its
-  // neighbours.
+  // Rows are in the order of the queries' ends. A query that was asked long before its end is
+  // removed with its neighbours.
   Statement oldest(database, "SELECT id, asked FROM queries ORDER BY id LIMIT 1 OFFSET ?1");
   const std::int64_t limit = now - limits_.query_hours * kHourMs;
   for (const std::int64_t step :
@@ -158,7 +158,7 @@ void Store::MakeRoomFor(std::int64_t more_bytes) {
   for (int round = 0; round < kMostRounds && IsTooLargeFor(more_bytes); ++round) DeleteOldest();
 }
 
-// Single queries first: they are what takes the room.
+// Single queries first: they take the most room.
 void Store::DeleteOldest() {
   Database& database = open_->database;
   Statement last(database, "SELECT max(id) FROM (SELECT id FROM queries ORDER BY id LIMIT ?1)");

@@ -17,8 +17,8 @@ struct StoreLimits {
   std::int64_t query_hours = 24;          ///< how long single queries are kept; 0: not at all
 };
 
-/// How far the trace has been read when what had been seen was written: where to go on, and what
-/// was under way there.
+/// How far the trace had been read when its results were written: where to go on, and what was in
+/// flight there.
 struct Progress {
   TracePlace place;
   std::int64_t at = 0;       ///< milliseconds since 1970
@@ -28,8 +28,8 @@ struct Progress {
 };
 
 /// Writes what has been seen to the database. One thread. Nothing that goes wrong with the database
-/// ends the program: a full disk is waited out, a damaged database is put aside and begun anew;
-/// each is told once, in one line.
+/// ends the program: it waits until a full disk has room again, and puts a damaged database aside
+/// and begins another. Each is reported once, in one line.
 class Store {
  public:
   using Tell = std::function<void(const std::string& sentence)>;
@@ -48,12 +48,12 @@ class Store {
   /// not possible: the batch stays as it is, and a later call may succeed.
   bool Commit(Batch& batch, const Progress& progress);
 
-  /// Removes what is too old or too much, when a minute has passed or more is to be removed; a call
+  /// Removes what is too old or too much: once a minute, or while more is to be removed. A call
   /// does a bounded part.
   void PruneIfDue(std::int64_t now);
   bool HasMoreToPrune() const { return next_prune_ == 0; }
 
-  /// Grows when the database was begun anew: whoever reads it opens it again.
+  /// Grows each time the database is begun again: its readers must then reopen it.
   int generation() const { return generation_; }
 
  private:

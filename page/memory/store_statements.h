@@ -19,7 +19,7 @@ struct Store::Open {
   void AddTotal(const Batch::Key& key, const Batch::Total& total);
   void SaveProgress(const Progress& progress);
   Progress LoadProgress();
-  /// What was learned in a transaction that has been rolled back does not hold.
+  /// Forgets what was learned in a transaction that has been rolled back.
   void Forget();
 
   Database database;

@@ -10,7 +10,8 @@ namespace page {
 /// in all but the last.
 void AppendVariableNumber(std::uint64_t number, std::string& bytes);
 
-/// Takes one off the front of `bytes`. False, with `bytes` as it was, when there is no whole one.
+/// Removes one from the front of `bytes`. False, with `bytes` as it was, when there is no whole
+/// one.
 bool TakeVariableNumber(std::string_view& bytes, std::uint64_t& number);
 
 }  // namespace page

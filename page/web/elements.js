@@ -16,7 +16,7 @@ export function makeSvg(tag, attributes = {}, ...children) {
   return element;
 }
 
-// Nothing is written where nothing has changed: no flicker, no new announcement.
+// Writes only what has changed: no flicker, no new announcement.
 export function setText(element, text) {
   if (element.textContent !== text) element.textContent = text;
 }

@@ -82,7 +82,7 @@ export async function refreshHistory() {
   const wanted = span;
   const history = await load(`/api/totals?span=${wanted}`);
   if (wanted !== span) return;
-  // What somebody points at is not drawn anew under the pointer.
+  // What somebody points at is not redrawn under the pointer.
   const isLookedAt = shown && shown.wanted === wanted && document.querySelector('.plot:hover, .plot svg:focus');
   const text = JSON.stringify(history);
   if (isLookedAt || (shown && shown.text === text)) return;

@@ -101,7 +101,7 @@ function showDrops(now) {
     (row, drop) => setText(row.lastElementChild, drop.count === null ? '' : count(drop.count)));
 }
 
-// What the companion says changes with its version: whatever is a text, a number or a truth is shown
+// What the companion says changes with its version, so every text, number and truth value is shown
 // under its own name.
 function factsIn(document, prefix = '') {
   const facts = [];

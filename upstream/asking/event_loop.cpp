@@ -31,7 +31,7 @@ void EventLoop::Turn(Span most) {
   const int ready = poll(polled_.data(), static_cast<nfds_t>(polled_.size()),
                          static_cast<int>(std::max<std::int64_t>(milliseconds, 0)));
   if (ready <= 0) return;  // nothing, or a signal: the caller looks at both
-  // The list stays as it is while the watchers change what the next turn waits for.
+  // The list does not change in this turn; what the watchers change counts from the next turn on.
   for (std::size_t i = 0; i < polled_.size(); ++i) {
     const short events = polled_[i].revents;
     if (events == 0) continue;

@@ -22,7 +22,7 @@ class Watcher {
 /// watchers may begin and end the watch of any descriptor while they are told.
 class EventLoop {
  public:
-  /// Neither to read nor to write ends the watch; that comes before the descriptor is closed.
+  /// With neither reading nor writing the watch ends. It must end before the descriptor is closed.
   void Watch(int descriptor, bool to_read, bool to_write, Watcher& watcher);
 
   /// Waits until something is ready, but no longer than `most`, and tells the watchers.

@@ -8,12 +8,13 @@ namespace upstream {
 namespace {
 
 constexpr std::uint16_t kDnsPort = 53;
-// Some room for others between two turns of the loop.
+// A bound, so that others get their turn in the loop.
 constexpr int kMostReadsInATurn = 256;
 
-// Every option that the library would otherwise look up in the host's files and in the environment
-// is set. NOCHECKRESP: a response is passed on whatever its code. IGNTC: a truncated one too, for
-// the library would give the second asking over TCP no more time than was left to the first.
+// Every option is set that the library would otherwise look up in the host's files and in the
+// environment. NOCHECKRESP: a response is passed on whatever its code. IGNTC: so is a truncated
+// one, because the library would give the repetition over TCP only the time that was left to the
+// first try.
 ares_channel OpenChannel(const ServerAddress& server, Transport transport, Tries tries, void* lane,
                          ares_sock_state_cb watch) {
   static char no_lookups[] = "b";
@@ -79,7 +80,7 @@ void Lane::Turn() {
 void Lane::Ready(int descriptor, bool readable, bool writable) {
   const ares_socket_t to_read = readable ? descriptor : ARES_SOCKET_BAD;
   const ares_socket_t to_write = writable ? descriptor : ARES_SOCKET_BAD;
-  // One read of the library is one datagram, as long as its sockets are not its own.
+  // Because the sockets are not the library's own, each of its reads is one datagram.
   for (int reads = 0; reads < kMostReadsInATurn; ++reads) {
     sockets_.ExpectRead();
     ares_process_fd(channel_, to_read, to_write);

@@ -21,8 +21,8 @@ class Lane;
 struct Outcome {
   /// The server's response, with the id under which it was asked.
   std::optional<View> response;
-  /// Without a response: nothing came, however often it was sent. Otherwise it could not be sent,
-  /// was refused, or was given up.
+  /// Without a response. True: nothing came, however often it was sent. False: it could not be
+  /// sent, was refused, or was given up.
   bool is_overdue = false;
   int sent_again = 0;  ///< after the first time
 };
@@ -30,8 +30,8 @@ struct Outcome {
 /// A query that a lane asks.
 class AskedQuery {
  public:
-  /// It is over. May be called before `Ask` returns. No lane may be destroyed from here; the same
-  /// query may be asked again.
+  /// The query has ended. May be called before `Ask` returns. No lane may be destroyed from here;
+  /// the same query may be asked again.
   virtual void Ended(const Outcome& outcome) = 0;
 
  protected:
@@ -53,8 +53,9 @@ struct Tries {
 
 /// Asks one server through one channel of the resolver library, and so from one port at a time,
 /// which the system picks anew whenever nothing is in flight. Ids are random and none is in flight
-/// twice. A response counts when it comes from the server's address and port and repeats id and
-/// question; how it reads is of no matter, and over UDP it may be longer than the library takes.
+/// twice. A response is accepted when it comes from the server's address and port and repeats id
+/// and question. The rest of it is not judged, and over UDP it may be longer than the library
+/// accepts.
 class Lane final : private Watcher {
  public:
   Lane(const ServerAddress& server, Transport transport, Tries tries, EventLoop& loop,

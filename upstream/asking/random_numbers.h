@@ -6,7 +6,7 @@
 
 namespace upstream {
 
-/// Numbers that nobody can foretell, from the system's generator.
+/// Numbers that nobody can predict, from the system's generator.
 class RandomNumbers {
  public:
   std::uint16_t Next();

@@ -14,7 +14,7 @@ namespace upstream {
 namespace {
 
 constexpr std::size_t kMostDatagramBytes = 65535;
-// Of a flood of datagrams that are no responses, as many are read in a row.
+// At most this many datagrams that are no responses are read in a row.
 constexpr int kMostSkipped = 64;
 
 // One for all channels, since there is one thread.
@@ -90,8 +90,8 @@ ares_ssize_t SocketCalls::Send(ares_socket_t descriptor, const iovec* parts, int
   const ssize_t sent = writev(descriptor, parts, count);
   if (sent >= 0 || (errno != EAGAIN && errno != ENOBUFS) || !IsDatagramSocket(descriptor))
     return sent;
-  // A datagram that finds no room is as good as lost on the way, and repeated as such; the library
-  // would use up all of its tries at once.
+  // A datagram that finds no room counts as lost on the way and is repeated like one. The library
+  // would otherwise use up all of its tries at once.
   return static_cast<ares_ssize_t>(parts[0].iov_len);
 }
 

@@ -8,9 +8,9 @@
 namespace upstream {
 
 /// The system calls of one channel of the resolver library, in place of its own. They keep whole
-/// what the library would cut to 4,096 bytes, give a link-local address its interface, and keep
-/// away from the library what cannot be a response: it would take an empty datagram for a failure
-/// of the connection and ask everything again.
+/// what the library would cut to 4,096 bytes, give a link-local address its interface, and hide
+/// from the library what cannot be a response: it would treat an empty datagram as a failure of the
+/// connection and repeat every query.
 class SocketCalls {
  public:
   explicit SocketCalls(const ServerAddress& server) : server_(server) {}

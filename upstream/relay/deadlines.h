@@ -7,8 +7,8 @@
 
 namespace upstream {
 
-/// Deadlines that all are equally far away when they are set, and so pass in the order in which
-/// they were set. `Subject` says by `IsCurrent(serial)` whether a deadline still means something.
+/// Deadlines that are all equally far away when they are set, and so pass in the order in which
+/// they were set. `Subject::IsCurrent(serial)` says whether a deadline still counts.
 template <typename Subject>
 class Deadlines {
  public:

@@ -21,12 +21,12 @@ class ExchangeOwner {
   ~ExchangeOwner() = default;
 };
 
-/// One query under way at a server, from its arrival until the library is done with it, which may
-/// be long after the asker has got a response.
+/// One query in flight at a server, from its arrival until the library is done with it. That may be
+/// long after the asker has got a response.
 class Exchange final : public AskedQuery {
  public:
   void Ended(const Outcome& outcome) override { owner->Ended(*this, outcome); }
-  /// Whether the deadline with this serial is the one that was set last, and still means something.
+  /// Whether the deadline with this serial is the one that was set last, and still counts.
   bool IsCurrent(std::uint64_t serial) const { return is_waiting && deadline == serial; }
   View Query() const { return {query.data(), query.size()}; }
 
@@ -44,12 +44,12 @@ class ExchangePool {
  public:
   ExchangePool(ExchangeOwner& owner, std::size_t most, std::size_t most_bytes);
 
-  /// Null when too much is under way.
+  /// Null when too much is in flight.
   Exchange* Take(const Asker& asker, View query, Time now);
   void GiveBack(Exchange& exchange);
   std::size_t UnderWay() const { return exchanges_.size() - free_.size(); }
 
-  /// All of them, those that are not under way included.
+  /// All of them, including those that are not in flight.
   std::vector<Exchange>& All() { return exchanges_; }
 
  private:

@@ -4,14 +4,15 @@
 
 namespace upstream {
 
-// How long a server is waited for.
+// How long to wait for a server.
 
-/// A query of which nothing is heard, nor of any other asked since: then the server is silent.
+/// When neither this query nor any asked since has a response after this time, the server is
+/// silent.
 inline constexpr Span kPatience = 1400ms;
-/// A query that goes unanswered at a server that does answer others: it is slow about this name.
+/// The same for a query at a server that answers others: it is slow about this name.
 inline constexpr Span kPatienceWithSlowNames = 4s;
-/// After that long without a sign of life the server is asked for one, so that a slow name alone
-/// does not make it silent. What it has is known within kPatience.
+/// After this time without a sign of life the server is probed, so that one slow name does not make
+/// it silent. The result is known within kPatience.
 inline constexpr Span kQuietBeforeProbe = 300ms;
 
 /// Whether a server answers, as far as is known. Begins alive.
@@ -28,19 +29,20 @@ class Health {
   /// Nothing came of a query asked at `asked`. True when the server has become silent by that.
   bool Unanswered(Time asked, Time now);
 
-  /// While silent: whether it is time to ask for a sign of life again, or, while alive, whether the
-  /// query that waits longest, asked at `oldest_asked`, gives reason to.
+  /// Whether it is time to probe the server. The first is for one that is silent. The second is for
+  /// one that is alive, and whose longest waiting query was asked at `oldest_asked`.
   bool WantsProbe(Time now) const;
   bool WantsProbe(Time oldest_asked, Time now) const;
-  /// Somebody asks a silent server: it is probed earlier, to be back soon while it is needed.
+  /// Somebody asks a silent server: it is probed earlier, so that it is back soon while it is
+  /// needed.
   void AskedWhileSilent();
   void ProbeBegun(Time now);
   /// True when the server is alive again by that: it takes two answers in a row.
   bool ProbeAnswered(Time now);
   void ProbeFailed(Time now);
 
-  /// The process did not run for a while, or the machine slept: what was asked before then and is
-  /// unanswered says nothing about the server.
+  /// The process did not run for a while, or the machine slept: unanswered queries from before then
+  /// say nothing about the server.
   void ClockJumped(Time now) { trusted_since_ = now; }
 
  private:

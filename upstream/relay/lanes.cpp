@@ -4,11 +4,12 @@ namespace upstream {
 namespace {
 
 constexpr std::size_t kUdpLanes = 16;
-// Then a lane takes no more until all of that is over, and begins again from another port.
+// After this many a lane accepts no more until all of them have ended; then it begins again from
+// another port.
 constexpr std::size_t kMostQueriesFromAPort = 256;
 
-// Sent after 0, 75, 225 and 525 ms and given up after 1,125 ms, or somewhat earlier; then the
-// server asks anew. By the end of its patience one of seven datagrams has come through, where every
+// Sent after 0, 75, 225 and 525 ms and given up after 1,125 ms, or somewhat earlier; then `Server`
+// asks again. By the end of its patience one of seven datagrams has got through, even where every
 // third is lost in each direction.
 constexpr Tries kUdpTries{4, 75};
 constexpr Tries kTcpTries{2, 1500};

@@ -17,7 +17,7 @@ constexpr std::uint16_t kDnsPort = 53;
 constexpr std::uint16_t kFirstPortOfApplications = 1024;
 // A burst of some thousand queries, while the program does something else.
 constexpr int kReceiveBufferBytes = 4 << 20;
-// Some room for the servers' responses between two turns of the loop.
+// A bound, so that the servers' responses get their turn in the loop.
 constexpr int kMostReadsInATurn = 64;
 
 [[noreturn]] void Fail(const std::string& what) {
@@ -65,7 +65,7 @@ Listener::~Listener() {
 }
 
 void Listener::Respond(const Asker& asker, View response) {
-  // A failure is the asker's: its socket is gone or full.
+  // A failure is the asker's fault: its socket is gone or full.
   sendto(sockets_[asker.place], response.bytes, response.count, 0,
          reinterpret_cast<const sockaddr*>(&asker.address), sizeof asker.address);
 }

@@ -9,7 +9,8 @@
 
 namespace upstream {
 
-/// Takes the queries. `query` has a header and at most kMostMessageBytes, and is gone afterwards.
+/// Receives the queries. `query` has a header and at most kMostMessageBytes, and is valid during
+/// the call only.
 class Queries {
  public:
   virtual void Asked(const Asker& asker, View query) = 0;
@@ -23,7 +24,7 @@ class Queries {
 ///
 /// Ignored are datagrams shorter than a header or longer than the proxy's buffers, and those from
 /// outside of 127.0.0.0/8 or from a port below 1024: no application asks from there, but a forged
-/// one could set this program and another server talking to each other for ever.
+/// query could make this program and another server answer each other for ever.
 class Listener final : public Responses, private Watcher {
  public:
   /// Throws std::system_error, with the address in its text, when one of them cannot be had.

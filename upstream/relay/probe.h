@@ -7,8 +7,8 @@
 namespace upstream {
 
 /// Asks a server for a sign of life: any response at all. The question is for the name servers of
-/// the root, which every resolver has at hand; a server that does not answer that is asked the next
-/// time for what it last left unanswered.
+/// the root, which every resolver knows. A server that does not answer that is next asked the last
+/// query that it left unanswered.
 class Probe final : private AskedQuery {
  public:
   using Done = std::function<void(bool answered)>;
@@ -16,7 +16,7 @@ class Probe final : private AskedQuery {
   /// `done` is called at the end of each probe; no lane may be destroyed from it.
   Probe(const ServerAddress& server, EventLoop& loop, RandomNumbers& numbers, Done done);
 
-  /// One at a time. May be done before it returns.
+  /// One at a time. `done` may be called before this returns.
   void Begin();
   void Turn() { lane_.Turn(); }
 

@@ -18,11 +18,11 @@ class Relay final : private Queries {
   explicit Relay(EventLoop& loop);
 
   /// The first of `servers` stands behind the first address, and so on; an address without one says
-  /// "server failure". A server that was there before keeps what it has under way and its counts;
-  /// what waits for one that is gone is asked of its successor.
+  /// "server failure". A server that was there before keeps its queries in flight and its counts.
+  /// Queries that wait for a server that is gone are sent to its successor.
   void SetServers(const std::vector<ServerAddress>& servers, Time now);
 
-  /// To be called when Busy every few milliseconds, and every half a second otherwise.
+  /// To be called every few milliseconds while Busy, and every half second otherwise.
   void Turn(Time now);
   bool IsBusy() const;
   void ClockJumped(Time now);

@@ -45,7 +45,7 @@ void Server::Ended(Exchange& exchange, const Outcome& outcome) {
   exchanges_.GiveBack(exchange);
 }
 
-// From another port, with another id, until the asker has a response.
+// Asks again, from another port and with another id, until the asker has a response.
 void Server::AskAgain(Exchange& exchange) {
   ++counts_.retries;
   lanes_.Ask(exchange.Query(), Transport::kUdp, exchange);

@@ -14,7 +14,8 @@
 
 namespace upstream {
 
-/// Counts since the server was taken up; what each means stands in common/upstream/state_text.h.
+/// Counts since the program began to use the server; common/upstream/state_text.h says what each
+/// means.
 struct ServerCounts {
   std::uint64_t queries = 0;
   std::uint64_t answered = 0;
@@ -23,12 +24,12 @@ struct ServerCounts {
   std::uint64_t truncations = 0;
 };
 
-/// One server, and all that is under way there. Every query gets a response: the server's, or
+/// One server, and all queries in flight there. Every query gets a response: the server's, or
 /// "server failure" after kPatience, after kPatienceWithSlowNames, at once while the server is
-/// silent, and at once when too much is under way.
+/// silent, and at once when too much is in flight.
 class Server final : private ExchangeOwner {
  public:
-  /// What is under way at most: queries, and bytes of them.
+  /// What may be in flight at most: queries, and bytes of them.
   static constexpr std::size_t kMostQueries = 4096;
   static constexpr std::size_t kMostBytes = 4 << 20;
 
@@ -41,11 +42,11 @@ class Server final : private ExchangeOwner {
 
   void Ask(const Asker& asker, View query, Time now);
 
-  /// To be called every few milliseconds while it is busy, and every half a second otherwise.
+  /// To be called every few milliseconds while it is busy, and every half second otherwise.
   void Turn(Time now);
   bool IsBusy() const { return exchanges_.UnderWay() > 0 || health_.IsProbing(); }
 
-  /// Hands over everybody who waits and forgets them.
+  /// Hands over all askers that wait, and forgets them.
   void HandOver(const std::function<void(const Asker&, View query)>& take);
 
   void ClockJumped(Time now) { health_.ClockJumped(now); }

@@ -29,7 +29,7 @@ constexpr Span kBetweenLooks = 900ms;
 #else
 constexpr Span kBetweenLooks = 450ms;
 #endif
-// A turn takes milliseconds. After as long a pause the process was stopped or the machine slept.
+// A turn takes milliseconds. After a pause this long the process was stopped or the machine slept.
 constexpr Span kJump = 2s;
 
 constexpr std::string_view kHelp =

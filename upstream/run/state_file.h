@@ -6,7 +6,7 @@
 
 namespace upstream {
 
-/// Keeps a small file as others may read it at any time: whole, and at most a second old.
+/// Keeps a small file that others may read at any time: whole, and at most a second old.
 class StateFile {
  public:
   explicit StateFile(std::string path);
@@ -16,8 +16,8 @@ class StateFile {
   StateFile& operator=(const StateFile&) = delete;
 
   bool IsDue(Time now) const;
-  /// Writes when the text is another one. The first failure is told in one sentence; the program
-  /// goes on without the file.
+  /// Writes the file when the text has changed. The first failure is reported in one sentence; the
+  /// program goes on without the file.
   void Write(const std::string& text, Time now);
 
  private:

@@ -12,16 +12,16 @@
 namespace upstream {
 
 /// Follows the file of servers and what it refers to. A reading counts when it comes out the same
-/// twice in a row, so that nothing half-written does, and one that fails never takes servers away:
-/// what was good last stays, and one sentence says why. Without a file from the beginning on, the
-/// network's servers are followed.
+/// twice in a row, so that nothing half-written counts. A reading that fails never takes servers
+/// away: the last good ones stay, and one sentence says why. If there is no file from the beginning
+/// on, the network's servers are followed.
 class Follower {
  public:
   using ReadNetworkNow = std::function<NetworkReading()>;
   using Saying = std::function<void(const std::string& sentence)>;
   Follower(std::string path, ReadNetworkNow read_network, Saying say);
 
-  /// Looks once more; the servers to be asked when they are others than before.
+  /// Looks once more. Returns the servers to be asked when they differ from those before.
   std::optional<std::vector<ServerAddress>> Look();
 
  private:

@@ -15,7 +15,7 @@ namespace {
 struct Source {
   /// A file, or a directory of files.
   const char* path;
-  /// Of a directory those that begin so.
+  /// In a directory, files whose names begin with this.
   const char* beginning;
   Record (*read)(std::string_view text, std::time_t now);
 };
@@ -52,7 +52,7 @@ std::vector<std::string> FilesAt(const std::string& path, const std::string& beg
   return files;
 }
 
-// Whether there is anything to go on with: servers, or a complaint.
+// Whether there is a result: servers, or a complaint.
 bool Take(const Record& record, const std::string& origin, NetworkReading& reading) {
   if (!record.is_understood) {
     reading = {{}, origin + " has an unknown form."};

@@ -9,11 +9,10 @@
 namespace upstream {
 
 /// What the host says of its network's servers. Never a loopback address: that is a stub, whose own
-/// servers stand elsewhere, or the proxy.
+/// servers are named elsewhere, or the proxy.
 struct NetworkReading {
   std::vector<ServerAddress> servers;
-  /// One sentence when a record has another form than the one that is known; then there are no
-  /// servers.
+  /// One sentence when a record has an unknown form; then there are no servers.
   std::string complaint;
 };
 

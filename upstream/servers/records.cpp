@@ -9,7 +9,7 @@
 namespace upstream {
 namespace {
 
-// Words to addresses; one that is none makes the record one of another form.
+// Turns words into addresses. With a word that is no address the record has an unknown form.
 void Take(const std::vector<std::string_view>& words, std::size_t first, Record& record) {
   for (std::size_t i = first; i < words.size(); ++i) {
     // systemd writes ADDRESS#NAME; a link-local address of an interface that has gone is none.

@@ -12,7 +12,7 @@ namespace upstream {
 
 /// The servers that a record names.
 struct Record {
-  bool is_understood = true;  ///< false: it has another form than the one that is known
+  bool is_understood = true;  ///< false: it has an unknown form
   std::vector<ServerAddress> servers;
 };
 

@@ -60,7 +60,7 @@ std::string Run(const char* program, const std::string& commands) {
   posix_spawn_file_actions_destroy(&actions);
   close(in[0]);
   close(out[1]);
-  // A pipe has room for as many commands as there are.
+  // A pipe has room for all of the commands.
   const auto count = static_cast<ssize_t>(commands.size());
   const bool told = runs && write(in[1], commands.data(), commands.size()) == count;
   close(in[1]);

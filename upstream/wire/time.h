@@ -4,7 +4,7 @@
 
 namespace upstream {
 
-/// A clock that nobody sets. Whoever needs the time is given it, so that tests can make it jump.
+/// A clock that nobody sets. Code that needs the time is given it, so that tests can make it jump.
 using Clock = std::chrono::steady_clock;
 using Time = Clock::time_point;
 using Span = Clock::duration;

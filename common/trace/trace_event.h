@@ -62,7 +62,7 @@ struct TraceEvent {
   const Query* query = nullptr;
 };
 
-/// Whoever wants to know what a trace tells.
+/// Receives the events of a trace.
 class TraceConsumer {
  public:
   TraceConsumer() = default;

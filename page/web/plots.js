@@ -1,5 +1,5 @@
 // Plots as plain SVG. A plot is a picture for those who see it; the same data is on the page as a
-// table. The pointer, or the arrow keys, pick a slot, whose values are told below the plot.
+// table. The pointer, or the arrow keys, pick a slot, whose values are shown below the plot.
 
 import {makeSvg} from '/elements.js';
 

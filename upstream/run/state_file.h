@@ -10,7 +10,7 @@ namespace upstream {
 class StateFile {
  public:
   explicit StateFile(std::string path);
-  /// The file goes with the program.
+  /// The file is removed with this object.
   ~StateFile();
   StateFile(const StateFile&) = delete;
   StateFile& operator=(const StateFile&) = delete;

@@ -9,7 +9,8 @@ namespace {
 
 // The storage of records that are gone, kept for new ones. At the heap the workers would wait for
 // each other, as one frees what the other has made; here nobody waits: whoever finds the list in
-// use goes to the heap.
+// use goes to the heap. What is kept is never given back, so memory stays at the most that were in
+// flight at one time.
 struct Spare {
   Spare* next;
 };

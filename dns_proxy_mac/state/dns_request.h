@@ -18,7 +18,7 @@ inline constexpr std::uint8_t kReverseLookupMethodIndex = 0x9F;
 
 /// One query in flight, from its acceptance to its answer. The request table owns it; a filed
 /// record is reached through a `FiledRequest`.
-class DnsRequest {
+class DnsRequest final {
  public:
   /// Leaves the plain fields unset. The intake fills every one before it files the record.
   DnsRequest();
@@ -42,7 +42,8 @@ class DnsRequest {
   /// Where the query came from and its answer goes.
   sockaddr ClientAddr;
   /// The query as it goes upstream: `iQueryPacketLen` bytes and, as far as there is room, behind
-  /// them the zero bytes where a host map answer goes. The rest is unset and takes no memory.
+  /// them the zero bytes where a host map answer goes. The rest is unset; in new storage it takes
+  /// no memory.
   char QueryPacket[kDatagramCapacity];
   std::int32_t iQueryPacketLen;
   /// The question name as dotted text.

@@ -17,7 +17,7 @@
 /// default.
 namespace trace {
 
-/// Bytes of a part. The longest step takes less than half of it, with a name of 1024 bytes in four
+/// Bytes of a part. The longest step takes less than half of it, with a name of 1024 bytes in three
 /// lines; a line of the configuration files may be longer and is then handed over in pieces.
 inline constexpr std::size_t kPartSize = 16384;
 

@@ -53,6 +53,11 @@ pytest_on() {
   DNS_PROXY_BINARY="$PWD/$1/dns_proxy_mac" DNS_PROXY_DEADLINE=30 pytest_side_by_side "${@:2}"
 }
 
+# The companion's, but for the test of a memory limit in which a sanitizer has no room for itself.
+companion_on() {
+  DNS_PROXY_CTL="$PWD/$1/dns_proxy_ctl" pytest_on "$1" tests/companion -k "not memory_that_the_system_refuses"
+}
+
 upstream_on() {
   DNS_PROXY_UPSTREAM_BINARY="$PWD/$1/dns_proxy_upstream" pytest_on "$1" tests/upstream
 }

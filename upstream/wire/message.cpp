@@ -55,8 +55,9 @@ bool CanBeAsked(View query) {
 
 Bytes ServerFailure(View query) {
   const std::size_t end = QuestionEnd(query).value_or(kHeaderBytes);
-  Bytes response(query.bytes, query.bytes + end);
-  std::fill(response.begin() + kQuestionCount, response.begin() + kHeaderBytes, std::uint8_t{0});
+  Bytes response(end);
+  std::copy_n(query.bytes, kQuestionCount, response.begin());
+  std::copy_n(query.bytes + kHeaderBytes, end - kHeaderBytes, response.begin() + kHeaderBytes);
   response[kQuestionCount + 1] = end > kHeaderBytes ? 1 : 0;
   response[kFlags] =
       static_cast<std::uint8_t>(kResponseFlag | (response[kFlags] & kOperationAndRecursionDesired));

@@ -4,6 +4,7 @@ import os
 import pathlib
 import pty
 import select
+import signal
 import time
 
 import pytest
@@ -44,6 +45,7 @@ class Typed:
         self._pid, self._terminal = pty.fork()
         if self._pid == 0:
             os.chdir(checkout.top)
+            signal.signal(signal.SIGINT, signal.SIG_DFL)  # a run in the background has it ignored
             os.execvpe("./test", ["./test", *arguments], checkout.environment())
 
     def type(self, keys):

@@ -95,5 +95,5 @@ def test_release_without_one_of_its_packages_is_refused(checkout, packages):
     next(packages.glob("*arm64.deb")).unlink()
     done = release(checkout, f"v{version()}", packages)
     assert done.returncode == 1
-    assert done.stdout == f"packaging/release: two .deb and one macOS archive are needed in {packages}\n"
+    assert done.stdout == f"packaging/release: two dns-proxy-mac_*.deb and one macOS archive are needed in {packages}\n"
     assert not list(packages.glob("*.rb"))

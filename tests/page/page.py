@@ -116,15 +116,17 @@ class Page:
         return contextlib.closing(connection)
 
 
+def usual_replies(datagram):
+    """No such name for what begins with "empty", one record for everything else."""
+    if b"\x05empty" in datagram:
+        return [datagram[:2] + b"\x81\x83" + datagram[4:]]
+    return [datagram[:2] + b"\x81\x80" + datagram[4:6] + b"\0\1" + datagram[8:] + ANSWER]
+
+
 @contextlib.contextmanager
-def servers(replies=None):
+def servers(replies=usual_replies):
     """Two servers: one that answers what `replies(datagram)` lists, or each query with one record; and one
     that says nothing. Yields the addresses."""
-
-    def usual(datagram):
-        if b"\x05empty" in datagram:
-            return [datagram[:2] + b"\x81\x83" + datagram[4:]]
-        return [datagram[:2] + b"\x81\x80" + datagram[4:6] + b"\0\1" + datagram[8:] + ANSWER]
 
     wake, stop = os.pipe()
     with contextlib.ExitStack() as stack:
@@ -138,7 +140,7 @@ def servers(replies=None):
         def serve():
             while wake not in select.select([answering, wake], [], [])[0]:
                 datagram, sender = answering.recvfrom(65535)
-                for reply in (replies or usual)(datagram):
+                for reply in replies(datagram):
                     answering.sendto(reply, sender)
 
         thread = threading.Thread(target=serve)

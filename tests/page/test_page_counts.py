@@ -1,8 +1,10 @@
 """What the page counts, against what was sent through a real proxy."""
 
-from harness import wait_until
+import threading
 
-from page import SERVER, SILENT_SERVER, Page, ask, proxy_tracing_into, servers
+from harness import Application, deadline_seconds, query, wait_until
+
+from page import SERVER, SILENT_SERVER, Page, ask, proxy_tracing_into, servers, usual_replies
 
 HOST_MAP = b"mail.example:10.0.0.1\n"
 
@@ -102,8 +104,20 @@ def test_totals_add_up_to_what_was_sent(folder):
 
 def test_a_name_is_explained(folder):
     dns = f"{SERVER}\n".encode()
-    with servers(), proxy_tracing_into(folder / "trace", dns, HOST_MAP), Page(folder) as page:
-        ask("www.example", "empty.example", "mail.example")
+    seen_waiting = threading.Event()  # what is asked and answered in one look of the page has no time
+
+    def replies(datagram):
+        assert seen_waiting.wait(deadline_seconds())
+        return usual_replies(datagram)
+
+    with servers(replies), proxy_tracing_into(folder / "trace", dns, HOST_MAP), Page(folder) as page:
+        page.wait_until_serving()  # what is in the trace before the page looks has no time either
+        with Application() as application:
+            application.send(query(1, "www.example"))
+            page.wait_for(waiting=1)
+            seen_waiting.set()
+            application.receive()
+        ask("empty.example", "mail.example")
         page.wait_for(host_map=1, answered=1, no_such_name=1)
         www = page.get("/api/name", name="www.example")
         assert www["host_map_line"] == "www.example:10.0.0.1"

@@ -5,7 +5,7 @@ import socket
 
 import pytest
 
-from harness import wait_until
+from harness import query, wait_until
 
 from asking import (
     CONFIGURED_SERVER,
@@ -363,12 +363,15 @@ def test_proxy_is_renewed_in_a_quiet_moment_once_its_trace_is_half_full(system):
     with setting(system, "LimitFSIZE=1M"):
         system.file(TRACE_BEFORE).unlink(missing_ok=True)
         ask_mapped_name(times=QUERIES_FOR_HALF_A_MEBIBYTE)
-        size = system.file(TRACE).stat().st_size
-        assert MEBIBYTE / 2 < size < MEBIBYTE
+        answer_now(query(0x4321, "9.9.9.9.in-addr.arpa"))
         wait_until(system.file(TRACE_BEFORE).exists, "the end of the proxy in a quiet moment")
         wait_for_answers()
 
-        assert system.file(TRACE_BEFORE).stat().st_size == size
+        before = system.file(TRACE_BEFORE).read_bytes()
+        assert MEBIBYTE / 2 < len(before) < MEBIBYTE
+        assert before.count(b"(line:669) find proxy.example from hostmap") >= QUERIES_FOR_HALF_A_MEBIBYTE
+        assert before.count(b"the request domain is 9.9.9.9.in-addr.arpa, id:") == 1
+        assert before.endswith(b"(line:685) no more DNS methods, send no such name response\n")
         said = journal(system, f"--unit={WATCH}")
         assert said.count("The trace has reached half of its size: process ") == 1
 

@@ -67,8 +67,8 @@ class Program:
             assert not STATE_FILE.exists()
 
     def said(self):
-        self._errors.seek(0)
-        return self._errors.read().decode()
+        # Without a move of the position, which the program shares: it would write over what stands there.
+        return os.pread(self._errors.fileno(), 1 << 24, 0).decode()
 
     def wait_until_said(self, text):
         wait_until(lambda: text in self.said(), f"{text!r} in what the program says")

@@ -2,6 +2,7 @@
 
 import pathlib
 import sys
+import tempfile
 
 import pytest
 
@@ -22,6 +23,16 @@ def pytest_configure(config):
         harness.enter()
     except harness.CannotTest as error:
         pytest.exit(str(error), returncode=STATUS_WHEN_IMPOSSIBLE)
+
+
+@pytest.fixture
+def open_folder():
+    """A folder of the test's own that every user may pass. pytest's are closed to others, and so are those that
+    they lie in, which belong to other tests as well or to the machine."""
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+        folder.chmod(0o755)
+        yield folder
 
 
 def pytest_collection_modifyitems(config, items):

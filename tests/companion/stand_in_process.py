@@ -10,13 +10,11 @@ STAND_IN = pathlib.Path(__file__).resolve().parent / "stand_in.py"
 
 
 class StandIn:
-    """Starts it in `folder`, by a copy of the interpreter that bears the name."""
+    """Starts it in `folder`, which every user may pass, by a copy of the interpreter that bears the name."""
 
     def __init__(self, folder, wrapper=(), arguments=(), name="dns_proxy_mac"):
         program = folder / name
         shutil.copy(os.path.realpath(sys.executable), program)
-        for parent in (folder, *folder.parents[:3]):
-            parent.chmod(0o755)
         command_read, self._commands = os.pipe()
         self._done, done_write = os.pipe()
         environment = {

@@ -11,14 +11,11 @@ import ctl
 
 
 @pytest.fixture
-def files(tmp_path):
+def files(open_folder):
     """A server file and a host map without a flaw."""
-    (tmp_path / "dns").write_bytes(b"127.0.0.2\n")
-    (tmp_path / "hostmap").write_bytes(b"a.lan:10.0.0.1\n")
-    os.chmod(tmp_path.parent.parent, 0o755)
-    os.chmod(tmp_path.parent, 0o755)
-    os.chmod(tmp_path, 0o755)
-    return tmp_path
+    (open_folder / "dns").write_bytes(b"127.0.0.2\n")
+    (open_folder / "hostmap").write_bytes(b"a.lan:10.0.0.1\n")
+    return open_folder
 
 
 def check(folder, *arguments, **options):

@@ -90,9 +90,9 @@ def test_a_server_on_this_host_is_reached_off_line():
         assert "network" not in rows(status()[0])
 
 
-def test_proxy_that_does_not_answer_though_both_workers_live(tmp_path):
+def test_proxy_that_does_not_answer_though_both_workers_live(open_folder):
     write_configuration(dns=None, hostmap=HOST_MAP)
-    with contextlib.closing(StandIn(tmp_path)) as stand_in:
+    with contextlib.closing(StandIn(open_folder)) as stand_in:
         stand_in.does("bind", "add", "add")
         text, code = status()
     assert rows(text)["workers"] == "both alive"

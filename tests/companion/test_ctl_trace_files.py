@@ -3,7 +3,6 @@
 import bz2
 import gzip
 import lzma
-import os
 import subprocess
 
 import pytest
@@ -75,12 +74,10 @@ def test_file_that_can_not_be_read(tmp_path, make, reason):
     assert result.returncode == 2
 
 
-def test_file_that_may_not_be_read(tmp_path):
-    path = tmp_path / "trace"
+def test_file_that_may_not_be_read(open_folder):
+    path = open_folder / "trace"
     path.write_text(START)
     path.chmod(0)
-    for folder in (tmp_path, tmp_path.parent, tmp_path.parent.parent):
-        os.chmod(folder, 0o755)
     result = ctl.run("trace", path, wrapper=as_user())
     assert result.stderr == f"dns_proxy_ctl: {path} can't be read: Permission denied.\n"
     assert result.returncode == 2

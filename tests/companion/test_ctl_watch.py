@@ -84,12 +84,12 @@ def expect_ended_by(watch, proxy):
 
 
 @pytest.fixture
-def make_stand_in(tmp_path):
+def make_stand_in(open_folder):
     made = []
 
     def make(**options):
-        folder = tmp_path / str(len(made))
-        folder.mkdir()
+        folder = open_folder / str(len(made))
+        folder.mkdir(mode=0o755)
         made.append(StandIn(folder, **options))
         return made[-1]
 

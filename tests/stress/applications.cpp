@@ -12,10 +12,10 @@ constexpr int kKnockingMs = 5;
 constexpr auto kOverdue = std::chrono::seconds(3);
 constexpr auto kGivenUp = std::chrono::seconds(60);
 
-Road RoadFor(std::uint32_t number) {
-  if (number % kStuckEvery == kStuckEvery / 2) return Road::kStuck;
+Path PathFor(std::uint32_t number) {
+  if (number % kStuckEvery == kStuckEvery / 2) return Path::kStuck;
   // All paths but the last, in a mixed order.
-  return static_cast<Road>((number * 2654435761U >> 16) % (kRoads - 1));
+  return static_cast<Path>((number * 2654435761U >> 16) % (kPaths - 1));
 }
 
 }  // namespace
@@ -55,8 +55,8 @@ bool Application::Run(std::uint32_t queries, std::atomic<int>& done,
 
 void Application::AskNext() {
   while (in_flight_.count(next_id_) != 0) ++next_id_;
-  const Road road = RoadFor(next_);
-  Asked asked{MakeQuery(next_id_, road, next_), road, Clock::now(), 1};
+  const Path path = PathFor(next_);
+  Asked asked{MakeQuery(next_id_, path, next_), path, Clock::now(), 1};
   Send(sock_, asked.query, proxy_);
   in_flight_.emplace(next_id_, std::move(asked));
   answered_once_.erase(next_id_);
@@ -74,7 +74,7 @@ bool Application::TakeResponse(const Message& response) {
     return false;
   }
   Asked& asked = is_waited_for ? waiting->second : before->second;
-  if (!IsRightResponse(asked.query, asked.road, response)) {
+  if (!IsRightResponse(asked.query, asked.path, response)) {
     std::fprintf(stderr, "proxy_load: a wrong response to '%s'\n", asked.query.c_str() + 13);
     return false;
   }
@@ -90,7 +90,7 @@ void Application::RepeatOverdue() {
   const auto now = Clock::now();
   for (auto& [id, asked] : in_flight_) {
     // A stuck query waits for the ids to come round, not for another try.
-    if (asked.road == Road::kStuck || (heard_ && now - asked.when < kOverdue)) continue;
+    if (asked.path == Path::kStuck || (heard_ && now - asked.when < kOverdue)) continue;
     Send(sock_, asked.query, proxy_);
     asked.when = now;
     ++asked.times;

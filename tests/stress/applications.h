@@ -28,7 +28,7 @@ class Application {
   using Clock = std::chrono::steady_clock;
   struct Asked {
     Message query;
-    Road road;
+    Path path;
     Clock::time_point when;
     int times;
   };

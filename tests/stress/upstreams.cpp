@@ -31,24 +31,24 @@ void Upstreams::EndProxy() const { Send(server_a_, "eleven byte", proxy_); }
 
 void Upstreams::ServeA(const Message& query, const sockaddr_in& proxy) {
   const Message answer = Answer(query, kSaltA);
-  switch (RoadOf(query)) {
-    case Road::kReordered:
+  switch (PathOf(query)) {
+    case Path::kReordered:
       held_.push_back({answer, proxy});
       if (held_.size() >= kMostHeld) ReleaseHeld();
       break;
-    case Road::kTwice:
+    case Path::kTwice:
       Send(server_a_, answer, proxy);
       Send(server_a_, answer, proxy);
       break;
-    case Road::kForeign:
+    case Path::kForeign:
       Send(stranger_, Answer(query, kSaltStranger), proxy);
       Send(server_a_, answer, proxy);
       break;
-    case Road::kSecond:
-    case Road::kNobody:
+    case Path::kSecond:
+    case Path::kNobody:
       Send(server_a_, EmptyResponse(query), proxy);
       break;
-    case Road::kStuck:
+    case Path::kStuck:
       ServeStuck(query, proxy);
       break;
     default:
@@ -57,7 +57,7 @@ void Upstreams::ServeA(const Message& query, const sockaddr_in& proxy) {
 }
 
 void Upstreams::ServeB(const Message& query, const sockaddr_in& proxy) {
-  if (RoadOf(query) == Road::kSecond) {
+  if (PathOf(query) == Path::kSecond) {
     Send(server_b_, Answer(query, kSaltB), proxy);
   } else {
     Send(server_b_, EmptyResponse(query), proxy);

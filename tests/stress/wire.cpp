@@ -14,22 +14,22 @@ namespace {
 
 constexpr std::size_t kHeaderBytes = 12;
 constexpr std::size_t kFirstLabel = kHeaderBytes + 1;
-constexpr std::array<char, kRoads> kRoadLetters = {'d', 'r', 't', 'f', 's', 'n', 'h', 'v', 'k'};
+constexpr std::array<char, kPaths> kPathLetters = {'d', 'r', 't', 'f', 's', 'n', 'h', 'v', 'k'};
 
 void AppendLabel(Message& message, const std::string& label) {
   message += static_cast<char>(label.size());
   message += label;
 }
 
-Message NameOf(Road road, std::uint32_t number) {
+Message NameOf(Path path, std::uint32_t number) {
   Message name;
-  if (road == Road::kHostMap) {
+  if (path == Path::kHostMap) {
     AppendLabel(name, "mapped");
     AppendLabel(name, "stress");
     return name;
   }
-  AppendLabel(name, kRoadLetters[static_cast<std::size_t>(road)] + std::to_string(number));
-  if (road == Road::kReverse) {
+  AppendLabel(name, kPathLetters[static_cast<std::size_t>(path)] + std::to_string(number));
+  if (path == Path::kReverse) {
     AppendLabel(name, "in-addr");
     AppendLabel(name, "arpa");
   } else {
@@ -53,21 +53,21 @@ const Message kRecordHead("\xC0\x0C\x00\x01\x00\x01\x00\x01\x51\x80\x00\x04", 12
 
 }  // namespace
 
-Message MakeQuery(std::uint16_t id, Road road, std::uint32_t number) {
+Message MakeQuery(std::uint16_t id, Path path, std::uint32_t number) {
   Message query(reinterpret_cast<const char*>(&id), sizeof(id));
   query.append("\x01\x00\x00\x01\x00\x00\x00\x00\x00\x00", 10);
-  query += NameOf(road, number);
+  query += NameOf(path, number);
   query.append("\x00\x00\x01\x00\x01", 5);
   return query;
 }
 
-Road RoadOf(const Message& query) {
-  for (std::size_t i = 0; i < kRoadLetters.size(); ++i) {
-    if (query.size() > kFirstLabel && query[kFirstLabel] == kRoadLetters[i]) {
-      return static_cast<Road>(i);
+Path PathOf(const Message& query) {
+  for (std::size_t i = 0; i < kPathLetters.size(); ++i) {
+    if (query.size() > kFirstLabel && query[kFirstLabel] == kPathLetters[i]) {
+      return static_cast<Path>(i);
     }
   }
-  return Road::kDirect;
+  return Path::kDirect;
 }
 
 Message EmptyResponse(const Message& query) {
@@ -84,22 +84,22 @@ Message Answer(const Message& query, std::uint8_t salt) {
   return response;
 }
 
-bool IsRightResponse(const Message& query, Road road, const Message& response) {
-  switch (road) {
-    case Road::kNobody:
-    case Road::kReverse: {
+bool IsRightResponse(const Message& query, Path path, const Message& response) {
+  switch (path) {
+    case Path::kNobody:
+    case Path::kReverse: {
       Message expected = query;
       expected[2] = '\x80';
       expected[3] = 3;
       return response == expected;
     }
-    case Road::kHostMap: {
+    case Path::kHostMap: {
       Message expected = query + kRecordHead + Message("\x0A\x01\x02\x03", 4);
       expected[2] = '\x81';
       expected[7] = 1;
       return response == expected;
     }
-    case Road::kSecond:
+    case Path::kSecond:
       return response == Answer(query, kSaltB);
     default:
       return response == Answer(query, kSaltA);

@@ -12,7 +12,7 @@ inline constexpr std::uint16_t kProxyPort = 53;
 using Message = std::string;
 
 /// What becomes of a query; the first label of its name says it, so that the fake servers know.
-enum class Road : std::uint8_t {
+enum class Path : std::uint8_t {
   kDirect,     ///< server A answers at once
   kReordered,  ///< server A answers later, in another order
   kTwice,      ///< server A answers, and answers again
@@ -23,17 +23,17 @@ enum class Road : std::uint8_t {
   kReverse,    ///< a reverse name: the proxy answers "no such name"
   kStuck,      ///< server A answers only when it is asked again, because the ids have come round
 };
-inline constexpr int kRoads = 9;
+inline constexpr int kPaths = 9;
 
 /// The address that every host-map name has, and the one that a stranger's answer carries.
 inline constexpr char kHostMapName[] = "mapped.stress";
 inline constexpr char kHostMapAddress[] = "10.1.2.3";
 
-/// A query with id `id` for query number `number` on its road.
-Message MakeQuery(std::uint16_t id, Road road, std::uint32_t number);
+/// A query with id `id` for query number `number` on its path.
+Message MakeQuery(std::uint16_t id, Path path, std::uint32_t number);
 
-/// The road that the name in `query` asks for.
-Road RoadOf(const Message& query);
+/// The path that the name in `query` asks for.
+Path PathOf(const Message& query);
 
 /// `query` turned into a response without answers.
 Message EmptyResponse(const Message& query);
@@ -42,8 +42,8 @@ Message EmptyResponse(const Message& query);
 Message Answer(const Message& query, std::uint8_t salt);
 
 /// Whether `response` is what the asker of `query` is to get: its own id and question, and the end
-/// that the road promises.
-bool IsRightResponse(const Message& query, Road road, const Message& response);
+/// that the path promises.
+bool IsRightResponse(const Message& query, Path path, const Message& response);
 
 /// Salts that tell who answered.
 inline constexpr std::uint8_t kSaltA = 0xA0;

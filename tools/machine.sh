@@ -71,7 +71,7 @@ need_writable() {
   fi
 }
 
-# A build folder remembers where its sources were; after they were moved it is configured anew.
+# A build folder remembers where its sources were; after they were moved it is configured again.
 forget_moved_sources() {
   local cache=$1/CMakeCache.txt home
   [ -e "$cache" ] || return 0

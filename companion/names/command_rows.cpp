@@ -64,7 +64,7 @@ Work DescribeList(CLI::App& command) {
       "Exit status: 0 when done, 1 when there is no such list, 2 when a file can't be\n"
       "read or written, 64 for an address that is none.");
   CLI::App& add =
-      AddPart(command, asked_for, "add", "Take in a list, anew when it is there already",
+      AddPart(command, asked_for, "add", "Take in a list, again when it is there already",
               [] { return RunListAdd(words.name, words.address); });
   AddWord(add, "FILE", words.name, "A hosts file, or one domain a line");
   add.add_option("--as", words.address, "The address of all its names; 0.0.0.0 unless given")

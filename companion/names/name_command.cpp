@@ -54,7 +54,7 @@ int Apply(bool may_take_over) {
     sentences.pop_back();
   }
   for (const std::string& sentence : sentences) Print(sentence + '\n');
-  if (renewal == Renewal::kWritten) Print(places.host_map + " is made anew.\n");
+  if (renewal == Renewal::kWritten) Print(places.host_map + " is made again.\n");
   return renewal == Renewal::kRefused ? kError : kOk;
 }
 

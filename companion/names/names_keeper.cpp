@@ -61,7 +61,7 @@ void NamesKeeper::Look() {
   const Renewal renewal = RenewHostMap(places_, false, sentences);
   if (renewal == Renewal::kUnchanged) return;
   for (const std::string& sentence : sentences) Print(sentence + '\n');
-  if (renewal == Renewal::kWritten) Print(places_.host_map + " is made anew from names.\n");
+  if (renewal == Renewal::kWritten) Print(places_.host_map + " is made again from names.\n");
   FlushOutput();
 }
 

@@ -45,7 +45,7 @@ void Store::BeginAnew(const std::string& why) {
   for (const char* companion : kCompanions) unlink((path_ + companion).c_str());
   OpenDatabase();
   ++generation_;
-  tell_(why + " It was put aside as " + aside + " and begun anew.");
+  tell_(why + " It was put aside as " + aside + " and begun from the start.");
 }
 
 Progress Store::LoadProgress() { return open_->LoadProgress(); }

@@ -25,7 +25,7 @@ def test_a_list_in_the_style_of_a_hosts_file_is_taken_in_and_counted(tmp_path):
         "  1 left out: for IPv6, which the host map can't answer, first in line 3\n"
         "  3 left out: the host's own, such as localhost, first in line 2\n"
         "  1 left out: no name that could be asked, first in line 7\n"
-        "/var/log/Varnok/hostmap is made anew.\n"
+        "/var/log/Varnok/hostmap is made again.\n"
     )
     assert (files.LISTS / "hosts.txt").read_bytes() == b"0.0.0.0 ads.example\n0.0.0.0 tracker.example\n"
     assert files.HOST_MAP.read_bytes() == files.made_of(b"ads.example:0.0.0.0\ntracker.example:0.0.0.0\n")

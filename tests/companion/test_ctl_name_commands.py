@@ -17,7 +17,7 @@ def no_files():
 def test_a_name_is_added_at_the_end_and_the_host_map_made():
     files.write(names=b"# mine\n10.0.0.1 a.lan\n\n")
     result = ctl.run("name", "add", "B.lan.", "10.0.0.2")
-    assert result.stdout == "b.lan has the address 10.0.0.2 now.\n/var/log/Varnok/hostmap is made anew.\n"
+    assert result.stdout == "b.lan has the address 10.0.0.2 now.\n/var/log/Varnok/hostmap is made again.\n"
     assert result.returncode == 0
     assert files.NAMES.read_bytes() == b"# mine\n10.0.0.1 a.lan\n\n10.0.0.2 b.lan\n"
     assert files.HOST_MAP.read_bytes() == files.made_of(b"a.lan:10.0.0.1\nb.lan:10.0.0.2\n")
@@ -107,7 +107,7 @@ def test_a_host_map_written_by_hand_is_taken_over():
     result = ctl.run("name", "import")
     assert result.stdout == (
         "The lines of /var/log/Varnok/hostmap stand in /var/log/Varnok/names now; "
-        "/var/log/Varnok/hostmap.before_names is as it was.\n/var/log/Varnok/hostmap is made anew.\n"
+        "/var/log/Varnok/hostmap.before_names is as it was.\n/var/log/Varnok/hostmap is made again.\n"
     )
     assert files.NAMES.read_bytes() == b"# from hostmap\na.lan:10.0.0.1\nb.lan:10.0.0.2\n"
     assert files.HOST_MAP.read_bytes() == files.made_of(b"a.lan:10.0.0.1\nb.lan:10.0.0.2\n")

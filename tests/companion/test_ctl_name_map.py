@@ -30,7 +30,7 @@ def test_both_styles_comments_case_and_final_dots_are_made_into_the_exact_form()
         b"router.lan: 10.0.0.254\n"
     )
     result = ctl.run("name", "apply")
-    assert result.stdout == "/var/log/Varnok/hostmap is made anew.\n"
+    assert result.stdout == "/var/log/Varnok/hostmap is made again.\n"
     assert (result.stderr, result.returncode) == ("", 0)
     assert files.HOST_MAP.read_bytes() == (
         b":made by dns_proxy_ctl from names and names.d, edit those; checksum 51652dbb6f07f37c\n"
@@ -54,7 +54,7 @@ def test_the_first_of_two_counts_and_the_second_is_told():
     files.write(names=b"10.0.0.1 a.lan\n10.0.0.2 A.lan\n")
     assert ctl.run("name", "apply").stdout == (
         '/var/log/Varnok/names:2: "a.lan" again, after line 1 of /var/log/Varnok/names, which counts\n'
-        "/var/log/Varnok/hostmap is made anew.\n"
+        "/var/log/Varnok/hostmap is made again.\n"
     )
     assert files.HOST_MAP.read_bytes() == files.made_of(b"a.lan:10.0.0.1\n")
 
@@ -110,7 +110,7 @@ def test_names_that_are_never_listed_stay_off_the_lists_but_not_off_the_own_name
 def test_a_line_that_can_never_work_is_told_and_left_out(line, remark):
     files.write(names=b"10.0.0.9 good.lan\n" + line + b"\n")
     result = ctl.run("name", "apply")
-    assert result.stdout == f"/var/log/Varnok/names:2: {remark}\n/var/log/Varnok/hostmap is made anew.\n"
+    assert result.stdout == f"/var/log/Varnok/names:2: {remark}\n/var/log/Varnok/hostmap is made again.\n"
     assert files.HOST_MAP.read_bytes() == files.made_of(b"good.lan:10.0.0.9\n")
 
 
@@ -269,11 +269,11 @@ def test_watch_takes_up_a_change_and_says_so():
     files.write(names=b"10.0.0.1 a.lan\n")
     with subprocess.Popen([ctl.ctl_path(), "watch"], stdout=subprocess.PIPE, encoding="ascii") as watch:
         try:
-            assert watch.stdout.readline() == "/var/log/Varnok/hostmap is made anew from names.\n"
+            assert watch.stdout.readline() == "/var/log/Varnok/hostmap is made again from names.\n"
             assert files.HOST_MAP.read_bytes() == files.made_of(b"a.lan:10.0.0.1\n")
             files.NAMES.write_bytes(b"10.0.0.2 a.lan\n")
             wait_until(
-                lambda: files.HOST_MAP.read_bytes() == files.made_of(b"a.lan:10.0.0.2\n"), "the host map made anew"
+                lambda: files.HOST_MAP.read_bytes() == files.made_of(b"a.lan:10.0.0.2\n"), "the host map made again"
             )
         finally:
             watch.terminate()

@@ -59,7 +59,7 @@ class Trace:
     def take(self, count):
         """The next `count` lines as bytes, fewer when the output ended or the deadline passed.
 
-        The deadline runs anew whenever a line arrives.
+        The deadline starts again whenever a line arrives.
         """
         with self._changed:
             while True:

@@ -38,7 +38,7 @@ def system_copies():
 
 @pytest.fixture(scope="session")
 def package():
-    """The .deb, built anew from the sources as they are."""
+    """The .deb, built from the sources as they are."""
     built = subprocess.run(
         [REPOSITORY / "packaging/deb/build"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False
     )

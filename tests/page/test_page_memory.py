@@ -99,7 +99,7 @@ def test_a_damaged_database_is_put_aside_and_begun_anew(folder):
         assert page.get("/api/queries")["count"] == 1
     assert (folder / "memory.db.damaged").read_bytes() == b"no database at all" * 1000
     assert page.errors.count("\n") == 1
-    assert page.errors.endswith(f"It was put aside as {folder}/memory.db.damaged and begun anew.\n")
+    assert page.errors.endswith(f"It was put aside as {folder}/memory.db.damaged and begun from the start.\n")
 
 
 def test_a_database_damaged_within_is_put_aside_too(folder):

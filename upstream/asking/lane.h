@@ -52,7 +52,7 @@ struct Tries {
 };
 
 /// Asks one server through one channel of the resolver library, and so from one port at a time,
-/// which the system picks anew whenever nothing is in flight. Ids are random and none is in flight
+/// which the system picks again whenever nothing is in flight. Ids are random and none is in flight
 /// twice. A response is accepted when it comes from the server's address and port and repeats id
 /// and question. The rest of it is not judged, and over UDP it may be longer than the library
 /// accepts.

@@ -20,10 +20,9 @@ WINGS = ("common", "companion", "upstream", "page")
 CONTRACTS = {
     "engine/dns_message.h",
     "startup/configuration_files.h",
-    "startup/resolver_file_reader.h",
+    "state/dns_method_info.h",
     "state/dns_request.h",
     "state/host_table.h",
-    "state/ipv4_address.h",
     "trace/lines.h",
     "trace/output.h",
 }

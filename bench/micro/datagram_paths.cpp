@@ -5,8 +5,7 @@
 
 #include "bench/micro/messages.h"
 #include "bench/micro/replaced_calls.h"
-#include "dns_proxy_mac/engine/local_query_intake.h"
-#include "dns_proxy_mac/engine/upstream_response_relay.h"
+#include "dns_proxy_mac/engine/engine.h"
 #include "dns_proxy_mac/state/shared_objects.h"
 
 namespace {

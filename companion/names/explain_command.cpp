@@ -11,8 +11,8 @@
 #include "companion/names/all_names.h"
 #include "companion/names/written_name.h"
 #include "companion/probe/dns_exchange.h"
+#include "dns_proxy_mac/state/dns_method_info.h"
 #include "dns_proxy_mac/state/host_table.h"
-#include "dns_proxy_mac/state/ipv4_address.h"
 
 namespace ctl {
 namespace {

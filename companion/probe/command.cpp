@@ -13,7 +13,7 @@
 #include "companion/commands.h"
 #include "companion/probe/dns_exchange.h"
 #include "companion/probe/probe.h"
-#include "dns_proxy_mac/state/ipv4_address.h"
+#include "dns_proxy_mac/state/dns_method_info.h"
 
 namespace ctl {
 namespace {

@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "common/output/shown_text.h"
-#include "dns_proxy_mac/startup/resolver_file_reader.h"
+#include "dns_proxy_mac/startup/configuration_files.h"
 
 namespace ctl {
 namespace {

@@ -1,15 +1,13 @@
-#include "dns_proxy_mac/engine/local_query_intake.h"
+#include "dns_proxy_mac/engine/engine.h"
 
 #include <algorithm>
 #include <cstring>
 #include <memory>
 
 #include "dns_proxy_mac/engine/dns_message.h"
-#include "dns_proxy_mac/engine/method_fallback.h"
 #include "dns_proxy_mac/engine/socket_address.h"
 #include "dns_proxy_mac/engine/synthesized_responses.h"
 #include "dns_proxy_mac/platform.h"
-#include "dns_proxy_mac/state/shared_objects.h"
 #include "dns_proxy_mac/trace/print.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "dns_proxy_mac/engine/method_fallback.h"
+#include "dns_proxy_mac/engine/engine.h"
 
 #include <cerrno>
 #include <cstring>

@@ -6,13 +6,6 @@
 
 #include "dns_proxy_mac/engine/dns_message.h"
 
-namespace {
-
-constexpr std::uint16_t kAnswersToAaaa = 2;
-constexpr std::uint16_t kAnswersToOthers = 1;
-
-}  // namespace
-
 bool HostMapAnswerFits(const DnsRequest& request) {
   return static_cast<std::size_t>(request.iQueryPacketLen) + kHostMapAnswerRoom <=
          kDatagramCapacity;
@@ -27,7 +20,7 @@ void BuildHostMapAnswer(DnsRequest& request, const HostRespData& record) {
   header.usId = request.usClientId;
   header.FlagsFirst = header.FlagsFirst | kFlagResponse;
   header.FlagsSecond = static_cast<std::uint8_t>(header.FlagsSecond & ~kRcodeMask);
-  header.AnswerCount = htons(request.usQType == kTypeAaaa ? kAnswersToAaaa : kAnswersToOthers);
+  header.AnswerCount = htons(request.usQType == kTypeAaaa ? 2 : 1);
   WriteHeader(request.QueryPacket, header);
 }
 

@@ -1,18 +1,14 @@
-#include "dns_proxy_mac/engine/upstream_response_relay.h"
+#include "dns_proxy_mac/engine/engine.h"
 
 #include <cerrno>
 #include <cstring>
 #include <memory>
 
 #include "dns_proxy_mac/engine/dns_message.h"
-#include "dns_proxy_mac/engine/method_fallback.h"
 #include "dns_proxy_mac/engine/socket_address.h"
-#include "dns_proxy_mac/state/shared_objects.h"
 #include "dns_proxy_mac/trace/print.h"
 
 namespace {
-
-constexpr int kTracedTailSize = 4;
 
 struct ReceivedResponse {
   char bytes[kDatagramCapacity];
@@ -26,30 +22,18 @@ bool CarriesAnswers(const ReceivedResponse& response) {
   return static_cast<std::int16_t>(ReadHeader(response.bytes).AnswerCount) > 0;
 }
 
-// The address text of the server that the request waits for; `waits` is false when its index lies
-// outside its list, so that no source is right.
-AddressText ExpectedSource(const DnsRequest& request, bool& waits) {
-  const std::size_t index = request.CurrentDNSMethodIndex;
-  waits = index < request.vecMethods.size();
-  return waits ? AddressText(request.vecMethods[index].ServerAddr) : AddressText();
-}
-
-// The last four bytes are the address of a plain A answer and whatever they are of any other; the
-// trace shows them signed.
-void TraceRelayed(const DnsRequest& request, const ReceivedResponse& response, const char* from) {
-  signed char last_four[kTracedTailSize];
-  std::memcpy(last_four, response.bytes + response.length - kTracedTailSize, kTracedTailSize);
-  trace::Print<trace::kResponseRelayed>(request.strDomain.c_str(), last_four[0], last_four[1],
-                                        last_four[2], last_four[3], from, request.usId);
-}
-
 void RelayToApplication(const DnsRequest& request, ReceivedResponse& response, const char* from)
     EXCLUDES(g_DnsRequestTable) {
   std::memcpy(response.bytes, &request.usClientId, sizeof(request.usClientId));
   if (!SendDatagram(g_SockToClientApps, response.bytes, response.length, request.ClientAddr)) {
     trace::Print<trace::kRelayNotSent>(request.usId, static_cast<unsigned>(errno));
   }
-  TraceRelayed(request, response, from);
+  // The address of a plain A answer, and whatever they are of any other; the trace shows them
+  // signed.
+  signed char last_four[4];
+  std::memcpy(last_four, response.bytes + response.length - sizeof(last_four), sizeof(last_four));
+  trace::Print<trace::kResponseRelayed>(request.strDomain.c_str(), last_four[0], last_four[1],
+                                        last_four[2], last_four[3], from, request.usId);
 }
 
 void MatchToRequest(ReceivedResponse& response, const char* from) EXCLUDES(g_DnsRequestTable) {
@@ -59,12 +43,13 @@ void MatchToRequest(ReceivedResponse& response, const char* from) EXCLUDES(g_Dns
     trace::Print<trace::kResponseWithoutRequest>(from, id);
     return;
   }
-  bool waits = false;
-  const AddressText expected = ExpectedSource(*request, waits);
+  const std::uint8_t index = request->CurrentDNSMethodIndex;
+  const bool waits = index < request->vecMethods.size();  // else no source is right
+  const AddressText expected =
+      waits ? AddressText(request->vecMethods[index].ServerAddr) : AddressText();
   // Only the address counts, not the port.
   if (!waits || std::strcmp(from, expected.c_str()) != 0) {
-    trace::Print<trace::kResponseFromWrongSource>(id, request->CurrentDNSMethodIndex, from,
-                                                  expected.c_str());
+    trace::Print<trace::kResponseFromWrongSource>(id, index, from, expected.c_str());
     return;
   }
   if (CarriesAnswers(response)) {

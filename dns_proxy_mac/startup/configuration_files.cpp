@@ -1,5 +1,6 @@
 #include "dns_proxy_mac/startup/configuration_files.h"
 
+#include <cstring>
 #include <fstream>
 
 #include "dns_proxy_mac/trace/print.h"
@@ -31,4 +32,28 @@ int ReadHostMapFile(const char* path, HostMapList& host_map) {
     }
   }
   return hostmap_size;
+}
+
+void ReadResolverFile(const char* path, char* first, char* second, char* third) {
+  constexpr char kEntryWord[] = "nameserver";
+  constexpr int kBuffers = 3;
+  char* const buffers[kBuffers] = {first, second, third};
+  int found = 0;
+  std::ifstream file(path);
+  std::string line;
+  // The count is looked at after the read: one more line than needed is read and not traced.
+  while (std::getline(file, line) && found <= kBuffers) {
+    trace::Print<trace::kReadDnsLine>(line.c_str());
+    const char* text = std::strstr(line.c_str(), kEntryWord);
+    if (text == nullptr) continue;
+    text += std::strlen(kEntryWord);
+    text += std::strspn(text, " ");
+    if (*text == 0) continue;
+    ++found;
+    if (found <= kBuffers) std::memcpy(buffers[found - 1], text, std::strlen(text));
+  }
+}
+
+void get_localdns_dnsproxy(char* first, char* second, char* third) {
+  ReadResolverFile(kResolverFile, first, second, third);
 }

@@ -1,5 +1,4 @@
-#include "dns_proxy_mac/startup/configuration_files.h"
-#include "dns_proxy_mac/startup/service_start.h"
+#include "dns_proxy_mac/startup/service.h"
 #include "dns_proxy_mac/state/shared_objects.h"
 #include "dns_proxy_mac/trace/print.h"
 

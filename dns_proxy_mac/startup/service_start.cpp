@@ -1,4 +1,4 @@
-#include "dns_proxy_mac/startup/service_start.h"
+#include "dns_proxy_mac/startup/service.h"
 
 #include <pthread.h>
 #include <sys/socket.h>
@@ -9,8 +9,6 @@
 #include <string>
 
 #include "dns_proxy_mac/platform.h"
-#include "dns_proxy_mac/startup/worker_threads.h"
-#include "dns_proxy_mac/state/ipv4_address.h"
 #include "dns_proxy_mac/state/shared_objects.h"
 #include "dns_proxy_mac/trace/print.h"
 
@@ -55,8 +53,7 @@ void AddPairs(HostMapPairs pair, HostMapPairs end) {
   for (; pair != end; ++pair) {
     const auto& [domain, address] = *pair;
     trace::Print<trace::kHostMapPairAdded>(domain.c_str(), address.c_str());
-    std::string key = domain;
-    g_Hostmaps.Add(key.data(), address.c_str());
+    g_Hostmaps.Add(std::string(domain).data(), address.c_str());
   }
 }
 
@@ -97,14 +94,6 @@ bool StartWorkers() {
   return true;
 }
 
-// The service lives as long as the answer thread. The second join finds its thread gone and is
-// answered with an error, see KeepStacksOfJoinedThreads.
-void WaitForAnswerThread() {
-  trace::Flush();
-  pthread_join(g_thread_answer, nullptr);
-  pthread_join(g_thread_answer, nullptr);
-}
-
 // The query thread may still be waiting on the first socket or at work on either; its next call on
 // one of them fails.
 void CloseSockets() {
@@ -121,7 +110,11 @@ bool StartDnsSrv(const ServerList& servers, const HostMapList& host_map) {
   LoadHostMap(host_map);
   AddServers(servers);
   if (!StartWorkers()) return false;
-  WaitForAnswerThread();
+  trace::Flush();
+  // The service lives as long as the answer thread. The second join finds its thread gone and is
+  // answered with an error, see KeepStacksOfJoinedThreads.
+  pthread_join(g_thread_answer, nullptr);
+  pthread_join(g_thread_answer, nullptr);
   CloseSockets();
   return true;
 }

@@ -1,12 +1,9 @@
-#include "dns_proxy_mac/startup/worker_threads.h"
-
 #include <sys/select.h>
 
 #include <atomic>
 
-#include "dns_proxy_mac/engine/local_query_intake.h"
-#include "dns_proxy_mac/engine/upstream_response_relay.h"
-#include "dns_proxy_mac/state/shared_objects.h"
+#include "dns_proxy_mac/engine/engine.h"
+#include "dns_proxy_mac/startup/service.h"
 #include "dns_proxy_mac/trace/print.h"
 
 namespace {
@@ -75,20 +72,15 @@ void ServeQueries() {
   trace::Print<trace::kQuerySocketInvalid>();
 }
 
+void* Work(void (*serve)()) {
+  ++g_WorkersAtWork;
+  serve();
+  --g_WorkersAtWork;
+  trace::Flush();
+  return nullptr;
+}
+
 }  // namespace
 
-void* thread_answer(void* /*unused*/) {
-  ++g_WorkersAtWork;
-  ServeResponses();
-  --g_WorkersAtWork;
-  trace::Flush();
-  return nullptr;
-}
-
-void* thread_query(void* /*unused*/) {
-  ++g_WorkersAtWork;
-  ServeQueries();
-  --g_WorkersAtWork;
-  trace::Flush();
-  return nullptr;
-}
+void* thread_answer(void* /*unused*/) { return Work(ServeResponses); }
+void* thread_query(void* /*unused*/) { return Work(ServeQueries); }

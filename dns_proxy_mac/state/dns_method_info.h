@@ -1,5 +1,6 @@
 #pragma once
 
+#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <cstdint>
@@ -7,6 +8,9 @@
 /// Values of `DNSMethodInfo::iDNSMethodType`. The fallback does nothing for any other.
 inline constexpr std::int32_t kMethodDnsServer = 0;
 inline constexpr std::int32_t kMethodHostMap = 1;
+
+/// The port on which upstream servers are asked and applications are served, host byte order.
+inline constexpr std::uint16_t kDnsPort = 53;
 
 /// One way to resolve a query. A plain value, copied byte for byte into every request's own list.
 struct DNSMethodInfo {
@@ -20,6 +24,10 @@ struct DNSMethodInfo {
 /// The host map as a method: all zero but the type.
 DNSMethodInfo MakeHostMapMethod();
 
-/// The upstream server at `address`, a dotted IPv4 address. Any other text gives the all-ones
-/// address 255.255.255.255, which the list keeps like any server.
+/// The upstream server at `address`, which `MakeIpv4Address` reads.
 DNSMethodInfo MakeServerMethod(const char* address);
+
+/// An IPv4 socket address with everything else zero: the length byte, where the platform has one,
+/// too. `address` is dotted IPv4 text; any other gives the all-ones address 255.255.255.255, which
+/// is kept like every address. `port` is in host byte order.
+sockaddr_in MakeIpv4Address(const char* address, std::uint16_t port);

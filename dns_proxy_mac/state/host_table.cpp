@@ -40,9 +40,6 @@ bool HostTable::Find(std::string name, HostRespData*& record) const {
 }
 
 void HostTable::Clear() {
-  while (!mapHosts.empty()) {
-    const auto first = mapHosts.begin();
-    delete first->second;
-    mapHosts.erase(first);
-  }
+  for (const auto& [domain, record] : mapHosts) delete record;
+  mapHosts.clear();
 }

@@ -62,8 +62,7 @@ inline constexpr char kResponseReceived[] =
     "func: RecvAndProcessPacketsFromDNSServer(line:325) FromDNSServer: recv %d data from %s\n";
 inline constexpr char kResponseTooShort[] =
     "func: RecvAndProcessPacketsFromDNSServer(line:327) FromDNSServer: do_answer: answer too "
-    "short: "
-    "%d, from: %s\n";
+    "short: %d, from: %s\n";
 inline constexpr char kResponseWithoutRequest[] =
     "func: RecvAndProcessPacketsFromDNSServer(line:338) rsp from: %s, id: %u, request not found\n";
 inline constexpr char kResponseFromWrongSource[] =

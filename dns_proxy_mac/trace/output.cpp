@@ -21,16 +21,13 @@ char g_Shared[kSharedSize] GUARDED_BY(g_Lock);
 std::size_t g_Used GUARDED_BY(g_Lock) = 0;
 bool g_HasOutput GUARDED_BY(g_Lock) = true;
 
-// Waits for a descriptor that somebody has made non-blocking, as a blocking one would wait by
+// Waits first for a descriptor that somebody has made non-blocking, as a blocking one would wait by
 // itself.
-bool WaitWritable() {
-  pollfd out{STDOUT_FILENO, POLLOUT, 0};
-  return poll(&out, 1, -1) > 0 || errno == EINTR;
-}
-
 bool CanRetry(int error) {
   if (error == EINTR) return true;
-  return (error == EAGAIN || error == EWOULDBLOCK) && WaitWritable();
+  if (error != EAGAIN && error != EWOULDBLOCK) return false;
+  pollfd out{STDOUT_FILENO, POLLOUT, 0};
+  return poll(&out, 1, -1) > 0 || errno == EINTR;
 }
 
 void WriteOut() REQUIRES(g_Lock) {

@@ -6,8 +6,7 @@
 
 #include <cerrno>
 
-#include "dns_proxy_mac/startup/service_start.h"
-#include "dns_proxy_mac/startup/worker_threads.h"
+#include "dns_proxy_mac/startup/service.h"
 #include "dns_proxy_mac/state/shared_objects.h"
 #include "tests/fuzz/check.h"
 #include "tests/fuzz/quiet_trace.h"

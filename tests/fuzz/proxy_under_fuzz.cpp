@@ -7,8 +7,7 @@
 #include <iterator>
 #include <map>
 
-#include "dns_proxy_mac/engine/local_query_intake.h"
-#include "dns_proxy_mac/engine/upstream_response_relay.h"
+#include "dns_proxy_mac/engine/engine.h"
 #include "dns_proxy_mac/state/shared_objects.h"
 #include "tests/fuzz/check.h"
 #include "tests/fuzz/quiet_trace.h"

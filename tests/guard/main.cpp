@@ -7,8 +7,7 @@
 #include <cstdlib>
 #include <random>
 
-#include "dns_proxy_mac/engine/local_query_intake.h"
-#include "dns_proxy_mac/engine/upstream_response_relay.h"
+#include "dns_proxy_mac/engine/engine.h"
 #include "tests/fuzz/quiet_trace.h"
 #include "tests/guard/datagrams.h"
 #include "tests/guard/twins.h"

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "dns_proxy_mac/engine/local_query_intake.h"
+#include "dns_proxy_mac/engine/engine.h"
 #include "tests/unit/language_runtime.h"
 #include "tests/unit/proxy_fixture.h"
 

@@ -1,4 +1,4 @@
-#include "dns_proxy_mac/engine/local_query_intake.h"
+#include "dns_proxy_mac/engine/engine.h"
 
 #include <new>
 

@@ -3,7 +3,7 @@
 
 #include <cerrno>
 
-#include "dns_proxy_mac/engine/local_query_intake.h"
+#include "dns_proxy_mac/engine/engine.h"
 #include "tests/unit/proxy_fixture.h"
 
 namespace {

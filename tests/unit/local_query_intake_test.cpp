@@ -1,6 +1,5 @@
-#include "dns_proxy_mac/engine/local_query_intake.h"
+#include "dns_proxy_mac/engine/engine.h"
 
-#include "dns_proxy_mac/engine/upstream_response_relay.h"
 #include "tests/unit/intake_fixture.h"
 
 namespace {

@@ -5,11 +5,9 @@
 #include <cstring>
 #include <map>
 
-#include "dns_proxy_mac/engine/local_query_intake.h"
-#include "dns_proxy_mac/engine/upstream_response_relay.h"
-#include "dns_proxy_mac/startup/service_start.h"
-#include "dns_proxy_mac/startup/worker_threads.h"
-#include "dns_proxy_mac/state/ipv4_address.h"
+#include "dns_proxy_mac/engine/engine.h"
+#include "dns_proxy_mac/startup/service.h"
+#include "dns_proxy_mac/state/dns_method_info.h"
 #include "tests/unit/proxy_fixture.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "dns_proxy_mac/engine/method_fallback.h"
+#include "dns_proxy_mac/engine/engine.h"
 #include "tests/unit/proxy_fixture.h"
 
 namespace {

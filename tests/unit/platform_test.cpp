@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "dns_proxy_mac/startup/service_start.h"
+#include "dns_proxy_mac/startup/service.h"
 #include "tests/unit/proxy_fixture.h"
 
 #if defined(__GLIBC__)  // macOS keeps nothing of an ended thread's stack

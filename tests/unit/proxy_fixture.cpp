@@ -5,7 +5,7 @@
 #include <cstring>
 #include <thread>
 
-#include "dns_proxy_mac/engine/method_fallback.h"
+#include "dns_proxy_mac/engine/engine.h"
 #include "tests/unit/language_runtime.h"
 
 namespace {

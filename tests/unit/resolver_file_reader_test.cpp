@@ -1,4 +1,4 @@
-#include "dns_proxy_mac/startup/resolver_file_reader.h"
+#include "dns_proxy_mac/startup/configuration_files.h"
 
 #include <fstream>
 

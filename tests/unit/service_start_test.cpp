@@ -1,4 +1,4 @@
-#include "dns_proxy_mac/startup/service_start.h"
+#include "dns_proxy_mac/startup/service.h"
 
 #include <unistd.h>
 

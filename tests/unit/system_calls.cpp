@@ -16,7 +16,7 @@
 #include <sstream>
 #include <utility>
 
-#include "dns_proxy_mac/startup/worker_threads.h"
+#include "dns_proxy_mac/startup/service.h"
 #include "tests/unit/wire.h"
 
 namespace system_calls {

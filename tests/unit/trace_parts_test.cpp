@@ -1,9 +1,8 @@
 #include <cerrno>
 #include <thread>
 
-#include "dns_proxy_mac/engine/local_query_intake.h"
-#include "dns_proxy_mac/engine/upstream_response_relay.h"
-#include "dns_proxy_mac/startup/worker_threads.h"
+#include "dns_proxy_mac/engine/engine.h"
+#include "dns_proxy_mac/startup/service.h"
 #include "dns_proxy_mac/trace/print.h"
 #include "tests/unit/proxy_fixture.h"
 

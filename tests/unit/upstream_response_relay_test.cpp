@@ -1,4 +1,4 @@
-#include "dns_proxy_mac/engine/upstream_response_relay.h"
+#include "dns_proxy_mac/engine/engine.h"
 
 #include <cerrno>
 

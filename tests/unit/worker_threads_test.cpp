@@ -1,4 +1,4 @@
-#include "dns_proxy_mac/startup/worker_threads.h"
+#include "dns_proxy_mac/startup/service.h"
 
 #include <sys/select.h>
 

@@ -30,6 +30,7 @@ INSTALLED = [
     "lib/sysusers.d/dns_proxy_mac.conf",
     "lib/sysusers.d/dns_proxy_page.conf",
     "lib/sysusers.d/dns_proxy_upstream.conf",
+    "libexec/dns_proxy_mac/after_end",
     "libexec/dns_proxy_mac/before_start",
     "libexec/dns_proxy_mac/create_configuration",
     "libexec/dns_proxy_mac/keep_trace",

@@ -1,6 +1,7 @@
 """What the kept trace costs as installed, beside none: queries a second and the longest wait for an answer.
 
-By hand, on a machine that does nothing else: dnsperf is needed, and a minute.
+Then what a full trace and a week of queries do. By hand, on a machine that does nothing else: dnsperf is needed,
+and two minutes.
 """
 
 import re
@@ -8,14 +9,18 @@ import statistics
 import subprocess
 import time
 
-from asking import is_answering, wait_for_answers
+from asking import CONFIGURED_SERVER, is_answering, wait_for_answers
+from attack import server
 
 PROXY = "dns_proxy_mac.service"
+WATCH = "dns_proxy_mac-watch.service"
 DROP_IN = "/etc/systemd/system/dns_proxy_mac.service.d/trace.conf"
 TURNS = 5
 SECONDS = 1  # the trace of so long fits into half a file
 LEAST_SHARE = 0.8
 LONGEST_WAIT_SECONDS = 0.1
+DAYS, QUERIES_A_DAY, QUERIES_A_SECOND = 7, 100_000, 15_000
+MOST_MORE_KILOBYTES = 512
 
 
 def load(tmp_path, seconds):
@@ -69,3 +74,27 @@ def test_gap_when_a_trace_is_full_under_load(booted, tmp_path):
             gaps.append(time.monotonic() - answered)
             answered = time.monotonic()
     print(f"\nlongest times without an answer: {[f'{gap:.3f} s' for gap in sorted(gaps)[-8:]]}")
+
+
+def resident(system, unit):
+    """Kilobytes."""
+    status = system.run("cat", f"/proc/{system.value(unit, 'MainPID')}/status")
+    return int(re.search(r"VmRSS:\s+(\d+)", status).group(1))
+
+
+def test_after_a_week_of_queries_memory_is_as_after_its_first_day(booted, tmp_path):
+    start(booted, "")
+    questions = tmp_path / "questions"
+    questions.write_text("proxy.example A\nelsewhere.example A\n")
+    command = ["dnsperf", "-s", "127.0.0.1", "-d", questions, "-q", "50", "-T", "1", "-c", "1"]
+    command += ["-l", QUERIES_A_DAY / QUERIES_A_SECOND, "-Q", QUERIES_A_SECOND]
+    days, answered = [], 0
+    with server(CONFIGURED_SERVER):
+        for _ in range(DAYS):
+            said = subprocess.run([str(word) for word in command], check=True, capture_output=True, text=True).stdout
+            answered += int(re.search(r"Queries completed:\s+(\d+)", said).group(1))
+            days.append([resident(booted, unit) for unit in (PROXY, WATCH)])
+    kept = [booted.file(f"/var/log/Varnok/{name}").stat().st_size for name in ("trace", "trace.before")]
+    print(f"\n{answered} answered; KB of the proxy and its watch: {days}; bytes of the trace: {kept}")
+    for first, last in zip(days[0], days[-1]):
+        assert last <= first + MOST_MORE_KILOBYTES

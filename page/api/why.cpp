@@ -70,7 +70,7 @@ std::string HostMapLineFor(const std::string& name) {
   if (name.find(".in-addr.arpa") != std::string::npos) {
     return "Names with .in-addr.arpa in them never get to the host map.";
   }
-  return name + ':' + kMadeUpAddress;
+  return LowerCase(name) + ':' + kMadeUpAddress;
 }
 
 }  // namespace page

@@ -34,7 +34,7 @@ Follower::Follower(const std::string& path, Recorder& recorder, int wake)
     : file_(path), recorder_(recorder), wake_(wake), piece_(kPiece) {}
 
 void Follower::Open(const TracePlace& place) {
-  if (file_.IsStandardInput()) return;
+  if (file_.IsStandardInput()) return recorder_.EndFile();  // of what came through the last one
   const bool is_resumed = file_.OpenAt(place);
   if (!is_resumed) {
     if (place.inode != 0) recorder_.EndFile();

@@ -39,7 +39,7 @@ TracePlace Recorder::Resume(const DayCounts& day) {
   day_ = day;
   last_id_ = progress.last_id;
   has_news_ = true;
-  if (progress.place.inode == 0 || !reader_.Load(progress.reading)) return {};
+  if (!reader_.Load(progress.reading)) return {};
   watch_.Load(progress.proxy);
   last_arrival_ = progress.at * kMicroseconds;
   return progress.place;
@@ -54,7 +54,10 @@ void Recorder::Feed(std::string_view bytes, std::int64_t arrival, const TracePla
   reader_.Feed(bytes, last_arrival_);
 }
 
-void Recorder::EndFile() { reader_.EndFile(); }
+void Recorder::EndFile() {
+  has_news_ = has_uncommitted_ = true;
+  reader_.EndFile();
+}
 
 std::string Recorder::Address(std::uint16_t server) const {
   const std::vector<std::string>& servers = reader_.servers();
@@ -89,9 +92,9 @@ void Recorder::Take(const ctl::TraceEvent& event) {
       if (places_.size() < kMostPlaces) places_[event.query->number] = piece_;
       return;
     case Kind::kNotLost:
-      batch_.TakeBackLost(event.arrival / kMicroseconds, "");
-      return;
+      return TakeBackLost(*event.query);
     case Kind::kForwardFailed:
+      if (event.numbers[1] == 0) return;  // it had ended before
       Drop(Reason::kNotSentToServer, event.arrival);
       break;
     case Kind::kLost:
@@ -104,10 +107,26 @@ void Recorder::Take(const ctl::TraceEvent& event) {
     default:
       return;
   }
-  if (event.query != nullptr) Finish(*event.query);
+  if (event.query != nullptr) Finish(event);
 }
 
-void Recorder::FillAttempts(const ctl::Query& query, Query& record) const {
+// It was counted and recorded as lost at the moment at which it came. The id that is left out has
+// the page load its log again.
+void Recorder::TakeBackLost(const ctl::Query& query) {
+  Query lost;
+  lost.asked = lost.ended = query.begun / kMicroseconds;
+  lost.name = ctl::Shown(query.name);
+  batch_.TakeBack(lost);
+  batch_.AddDrop(lost.ended, static_cast<std::int64_t>(ctl::DropReason::kIdStillWaiting), -1);
+  day_.TakeBack(lost.ended, DayCounts::KindOf(Outcome::kLost));
+  day_.TakeBack(lost.ended, DayCounts::KindOf(ctl::DropReason::kIdStillWaiting));
+  ended_.clear();
+  live_.ForgetEnded();
+  ++last_id_;
+}
+
+void Recorder::FillAttempts(const ctl::TraceEvent& event, Query& record) const {
+  const ctl::Query& query = *event.query;
   for (const ctl::Try& attempt : query.tries) {
     Attempt made;
     made.server = Address(attempt.server);
@@ -116,23 +135,29 @@ void Recorder::FillAttempts(const ctl::Query& query, Query& record) const {
       const bool is_answer = is_last && query.outcome == ctl::Outcome::kAnswered;
       made.reaction = is_answer ? Reaction::kAnswered : Reaction::kEmpty;
       if (attempt.asked >= watched_since_) made.microseconds = attempt.responded - attempt.asked;
-    } else if (is_last && query.outcome == ctl::Outcome::kLost &&
-               query.loss == ctl::DropReason::kNotSentToServer) {
-      made.reaction = Reaction::kNotSent;
     }
     record.attempts.push_back(made);
   }
+  if (event.kind == ctl::TraceEventKind::kForwardFailed) {
+    record.attempts.push_back({Address(event.server), Reaction::kNotSent, std::nullopt});
+  }
+  // The line names its server also when those that say whom it was sent to are not at hand.
+  if (event.kind == ctl::TraceEventKind::kRelayed && query.tries.empty()) {
+    record.attempts.push_back({Address(event.server), Reaction::kAnswered, std::nullopt});
+  }
 }
 
-void Recorder::Finish(const ctl::Query& query) {
+void Recorder::Finish(const ctl::TraceEvent& event) {
+  const ctl::Query& query = *event.query;
   Query record;
   record.id = ++last_id_;
-  record.asked = query.begun / kMicroseconds;
+  // One that came before the first line that was read has no beginning.
+  record.asked = (query.number == 0 ? query.ended : query.begun) / kMicroseconds;
   record.ended = query.ended / kMicroseconds;
   record.name = ctl::Shown(query.name);
   record.outcome = OutcomeOf(query.outcome);
-  FillAttempts(query, record);
-  if (record.outcome != Outcome::kLost && query.begun >= watched_since_) {
+  FillAttempts(event, record);
+  if (record.outcome != Outcome::kLost && query.number != 0 && query.begun >= watched_since_) {
     record.microseconds = query.ended - query.begun;
   }
   const auto place = places_.find(query.number);

@@ -21,7 +21,8 @@ class Recorder : public ctl::TraceConsumer {
  public:
   Recorder(Store& store, LiveState& live, bool keeps_queries);
 
-  /// Where to go on reading; empty at the first start.
+  /// Where to go on reading; empty at the first start, and when the last file had been read to its
+  /// end and no other was there.
   TracePlace Resume(const DayCounts& day);
 
   /// The next bytes, read from this place. `was_watched`: they were read as they came, so that the
@@ -43,8 +44,9 @@ class Recorder : public ctl::TraceConsumer {
 
  private:
   void Drop(ctl::DropReason reason, std::int64_t arrival);
-  void Finish(const ctl::Query& query);
-  void FillAttempts(const ctl::Query& query, Query& record) const;
+  void TakeBackLost(const ctl::Query& query);
+  void Finish(const ctl::TraceEvent& event);
+  void FillAttempts(const ctl::TraceEvent& event, Query& record) const;
   std::string Address(std::uint16_t server) const;
   void FillWaiting(Snapshot& snapshot) const;
 

@@ -1,5 +1,7 @@
 #include "page/live/day_counts.h"
 
+#include <algorithm>
+
 namespace page {
 namespace {
 
@@ -13,6 +15,15 @@ void DayCounts::Add(std::int64_t milliseconds, std::size_t kind, std::uint64_t c
   if (slots_.empty() || slots_.back().number < number) slots_.push_back({number, {}});
   slots_.back().counts[kind] += count;
   sum_[kind] += count;
+}
+
+void DayCounts::TakeBack(std::int64_t milliseconds, std::size_t kind) {
+  const std::int64_t number = milliseconds / kSlotMs;
+  const auto slot = std::find_if(slots_.begin(), slots_.end(),
+                                 [number](const Slot& one) { return one.number == number; });
+  if (slot == slots_.end() || slot->counts[kind] == 0) return;
+  --slot->counts[kind];
+  --sum_[kind];
 }
 
 DayCounts::Counts DayCounts::Sum(std::int64_t now) {

@@ -25,6 +25,9 @@ class DayCounts {
   /// it came with the last.
   void Add(std::int64_t milliseconds, std::size_t kind, std::uint64_t count = 1);
 
+  /// One that was added for this time is not. Nothing when it is too old to be in here.
+  void TakeBack(std::int64_t milliseconds, std::size_t kind);
+
   /// The sums, without what is older than a day at `now`.
   Counts Sum(std::int64_t now);
 

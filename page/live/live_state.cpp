@@ -42,6 +42,11 @@ void LiveState::Publish(Snapshot snapshot, std::vector<Query> ended) {
   ++version_;
 }
 
+void LiveState::ForgetEnded() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  recent_.clear();
+}
+
 bool LiveState::IsCommitWanted() {
   const std::lock_guard<std::mutex> lock(mutex_);
   commit_begun_ = commits_wanted_;

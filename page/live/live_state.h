@@ -20,6 +20,8 @@ class LiveState {
 
   /// `ended`: the queries that have ended since the last call.
   void Publish(Snapshot snapshot, std::vector<Query> ended);
+  /// The queries that have ended are to be read from the database: one of them has not.
+  void ForgetEnded();
   /// Whether what has been seen is to be written to the database now.
   bool IsCommitWanted();
   void Committed(int generation);

@@ -1,5 +1,7 @@
 #include "page/memory/batch.h"
 
+#include <algorithm>
+
 #include "page/memory/schema.h"
 
 namespace page {
@@ -40,17 +42,30 @@ void Batch::AddQuery(const Query& query) {
   }
 }
 
-void Batch::AddDrop(std::int64_t milliseconds, std::int64_t reason) {
-  ++At(milliseconds, kDropSeries + reason, "").queries;
+void Batch::AddDrop(std::int64_t milliseconds, std::int64_t reason, std::int64_t count) {
+  At(milliseconds, kDropSeries + reason, "").queries += count;
 }
 
-void Batch::TakeBackLost(std::int64_t milliseconds, const std::string& server) {
-  --At(milliseconds, static_cast<std::int64_t>(Outcome::kLost), server).queries;
+void Batch::TakeBack(const Query& lost) {
+  --At(lost.ended, static_cast<std::int64_t>(Outcome::kLost), "").queries;
+  if (!keeps_queries_) return;
+  const auto found = std::find_if(queries_.begin(), queries_.end(), [&lost](const Query& query) {
+    return query.asked == lost.asked && query.outcome == Outcome::kLost && query.attempts.empty() &&
+           query.name == lost.name;
+  });
+  if (found == queries_.end()) {
+    taken_back_.push_back(lost);
+    if (taken_back_.size() > kMostQueries) taken_back_.pop_front();
+    return;
+  }
+  bytes_ -= BytesOf(*found);
+  queries_.erase(found);
 }
 
 void Batch::Clear() {
   totals_.clear();
   queries_.clear();
+  taken_back_.clear();
   bytes_ = 0;
 }
 

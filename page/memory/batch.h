@@ -30,13 +30,15 @@ class Batch {
 
   void AddQuery(const Query& query);
   /// A datagram or answer that was dropped, by the number of its reason.
-  void AddDrop(std::int64_t milliseconds, std::int64_t reason);
+  void AddDrop(std::int64_t milliseconds, std::int64_t reason, std::int64_t count = 1);
 
-  /// A query that was counted as lost at this time, and is not.
-  void TakeBackLost(std::int64_t milliseconds, const std::string& server);
+  /// A query that was added as lost at no server, and is not: its name and times tell which.
+  void TakeBack(const Query& lost);
 
   const std::map<Key, Total>& totals() const { return totals_; }
   const std::deque<Query>& queries() const { return queries_; }
+  /// Those taken back that were in an earlier batch.
+  const std::deque<Query>& taken_back() const { return taken_back_; }
   /// How many bytes the single queries take, about.
   std::size_t bytes() const { return bytes_; }
   void Clear();
@@ -47,6 +49,7 @@ class Batch {
   bool keeps_queries_;
   std::map<Key, Total> totals_;
   std::deque<Query> queries_;
+  std::deque<Query> taken_back_;
   std::size_t bytes_ = 0;
 };
 

@@ -22,6 +22,13 @@ std::optional<Outcome> OutcomeOf(std::string_view key) {
   return std::nullopt;
 }
 
+std::string LowerCase(std::string name) {
+  for (char& character : name) {
+    if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
+  }
+  return name;
+}
+
 const std::string& Query::Server() const {
   static const std::string kNone;
   const bool is_a_servers = outcome == Outcome::kAnswered || outcome == Outcome::kLost;

@@ -22,6 +22,9 @@ inline constexpr std::size_t kOutcomes = 4;
 const char* KeyOf(Outcome outcome);
 std::optional<Outcome> OutcomeOf(std::string_view key);
 
+/// Of the names that applications ask for, as the proxy does for its host map.
+std::string LowerCase(std::string name);
+
 /// What a server did with a query. The numbers are kept in the database.
 enum class Reaction : std::uint8_t {
   kAnswered = 0,

@@ -17,13 +17,6 @@ constexpr const char* kRow =
     " q.tried FROM queries AS q JOIN names AS n ON n.id = q.name JOIN files AS f ON f.id = q.file"
     " WHERE q.id = ?1";
 
-std::string LowerCase(std::string text) {
-  for (char& character : text) {
-    if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
-  }
-  return text;
-}
-
 Query ReadRow(const Statement& row, const ServerNames& servers) {
   Query query;
   query.id = row.Integer(0);
@@ -62,7 +55,7 @@ QueryLog::QueryLog(Database& database, const QueryFilter& filter)
 void QueryLog::FindNames(const QueryFilter& filter) {
   const bool is_whole = !filter.whole_name.empty();
   Statement rows(database_, is_whole ? "SELECT id, uses FROM names WHERE name = ?1"
-                                     : "SELECT id, uses FROM names WHERE instr(name, ?1) > 0");
+                                     : "SELECT id, uses FROM names WHERE instr(lower(name), ?1) > 0");
   const std::string wanted = is_whole ? filter.whole_name : LowerCase(filter.name_part);
   rows.Bind(1, std::string_view(wanted));
   while (rows.Step()) {

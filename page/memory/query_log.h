@@ -13,7 +13,7 @@ namespace page {
 
 /// Which of the remembered queries are wanted. Empty fields do not filter.
 struct QueryFilter {
-  std::string name_part;   ///< somewhere in the name as it is shown
+  std::string name_part;   ///< somewhere in the name as it is shown, in upper or lower case
   std::string whole_name;  ///< the name itself
   std::optional<Outcome> outcome;
   std::string server;  ///< that answered, or at which it was lost

@@ -61,6 +61,7 @@ void Store::Check() {
 
 void Store::Write(const Batch& batch, const Progress& progress) {
   Transaction transaction(open_->database);
+  for (const Query& lost : batch.taken_back()) open_->RemoveLost(lost);
   for (const Query& query : batch.queries()) open_->AddQuery(query);
   for (const auto& [key, total] : batch.totals()) open_->AddTotal(key, total);
   open_->SaveProgress(progress);

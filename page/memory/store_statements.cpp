@@ -92,6 +92,22 @@ void Store::Open::AddQuery(const Query& query) {
   add_query_.Bind(9, query.id).Run();
 }
 
+// Rarely needed, so its statements are made when it is.
+void Store::Open::RemoveLost(const Query& lost) {
+  Statement find(database,
+                 "SELECT q.id, n.id FROM names AS n JOIN queries AS q ON q.name = n.id"
+                 " WHERE n.name = ?1 AND q.asked = ?2 AND q.outcome = ?3 AND q.server = 0 LIMIT 1");
+  find.Bind(1, std::string_view(lost.name)).Bind(2, lost.asked);
+  find.Bind(3, static_cast<std::int64_t>(Outcome::kLost));
+  if (!find.Step()) return;
+  const std::int64_t query = find.Integer(0);
+  const std::int64_t name = find.Integer(1);
+  find.Reset();
+  Statement(database, "DELETE FROM queries WHERE id = ?1").Bind(1, query).Run();
+  Statement(database, "UPDATE names SET uses = uses - 1 WHERE id = ?1").Bind(1, name).Run();
+  Statement(database, "DELETE FROM names WHERE id = ?1 AND uses <= 0").Bind(1, name).Run();
+}
+
 void Store::Open::AddTotal(const Batch::Key& key, const Batch::Total& total) {
   const auto& [minute, series, address] = key;
   const std::int64_t server = ServerId(address);

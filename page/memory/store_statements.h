@@ -16,6 +16,8 @@ struct Store::Open {
   explicit Open(const std::string& path);
 
   void AddQuery(const Query& query);
+  /// The row of a query lost at no server, with this name and time.
+  void RemoveLost(const Query& lost);
   void AddTotal(const Batch::Key& key, const Batch::Total& total);
   void SaveProgress(const Progress& progress);
   Progress LoadProgress();

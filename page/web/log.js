@@ -17,7 +17,7 @@ const filter = () => ({
   server: byId('filter-server').value,
 });
 
-const fits = (query, {name, outcome, server}) => (!name || query.name.includes(name)) &&
+const fits = (query, {name, outcome, server}) => (!name || query.name.toLowerCase().includes(name)) &&
   (!outcome || query.outcome === outcome) && (!server || query.server === server);
 
 function address(path, more = {}) {

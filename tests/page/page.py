@@ -49,11 +49,17 @@ class Page:
         return self
 
     def __exit__(self, failure, *_):
+        if self.process.stdout.closed:
+            return  # ended before
         if self.process.poll() is None:
             self.process.terminate() if failure is None else self.process.kill()
         out, self.errors = self.process.communicate(timeout=deadline_seconds() + 30)
         if failure is None:
             assert (self.process.returncode, out) == (0, ""), self.errors
+
+    def end(self):
+        """Asks it to end, and looks at how it does."""
+        self.__exit__(None)
 
     def kill(self):
         """Ends it without a chance to do anything."""

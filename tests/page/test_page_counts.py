@@ -1,10 +1,11 @@
 """What the page counts, against what was sent through a real proxy."""
 
+import subprocess
 import threading
 
 from harness import Application, deadline_seconds, query, wait_until
 
-from page import SERVER, SILENT_SERVER, Page, ask, proxy_tracing_into, servers, usual_replies
+from page import SERVER, SILENT_SERVER, START, Page, ask, filed, proxy_tracing_into, servers, usual_replies
 
 HOST_MAP = b"mail.example:10.0.0.1\n"
 
@@ -128,3 +129,36 @@ def test_a_name_is_explained(folder):
         assert empty["why"].startswith(f"{SERVER} responded without an answer")
         assert empty["why"].endswith('No server was left: the proxy said "no such name".')
         assert page.get("/api/name", name="mail.example")["why"] == "The host map has this name."
+
+
+def test_a_name_is_found_in_upper_and_lower_case(folder):
+    with servers(), proxy_tracing_into(folder / "trace", f"{SERVER}\n".encode(), HOST_MAP), Page(folder) as page:
+        ask("WWW.Example", "mail.example")
+        page.wait_for(host_map=1, answered=1)
+        for part in ("www", "wWw.eX", "W.EXAMPLE"):
+            assert [row["name"] for row in page.get("/api/queries", name=part)["queries"]] == ["WWW.Example"]
+
+
+def test_the_host_map_line_of_a_name_answers_it(folder):
+    dns, trace = f"{SERVER}\n".encode(), folder / "trace"
+    with servers(), Page(folder) as page:
+        with proxy_tracing_into(trace, dns, HOST_MAP):
+            ask("WWW.Example")
+            page.wait_for(answered=1)
+        line = page.get("/api/name", name="WWW.Example")["host_map_line"]
+        with proxy_tracing_into(trace, dns, line.encode()):
+            ask("WWW.Example")
+            page.wait_for(answered=1, host_map=1)
+
+
+def test_what_waited_at_the_end_of_standard_input_is_counted_when_the_next_begins(folder):
+    with Page(folder, trace="-", stdin=subprocess.PIPE) as page:
+        page.process.stdin.buffer.write(START + filed("a.example", 0).rsplit(b"func:", 1)[0])
+        page.process.stdin.close()
+        page.process.stdin = None
+        page.wait_for(waiting=1)
+    with Page(folder, trace="-", stdin=subprocess.PIPE) as page:
+        page.process.stdin.buffer.write(START)
+        page.process.stdin.close()
+        page.process.stdin = None
+        page.wait_for(lost=1)

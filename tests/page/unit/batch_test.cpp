@@ -55,10 +55,32 @@ TEST(Batch, LetsTheOldestSingleQueriesGoAndKeepsTheTotals) {
   EXPECT_THAT(CountOf(batch, 0, 1, "192.0.2.2"), Eq(5000));
 }
 
+Query LostAtOnce(const std::string& name) {
+  Query query;
+  query.asked = query.ended = 60000;
+  query.name = name;
+  return query;
+}
+
 TEST(Batch, TakesBackOneThatWasNotLost) {
   Batch batch(true);
-  batch.TakeBackLost(60000, "");
+  for (const char* name : {"a.example", "b.example", "b.example"}) {
+    batch.AddQuery(LostAtOnce(name));
+  }
+  batch.TakeBack(LostAtOnce("b.example"));
+  EXPECT_THAT(CountOf(batch, 60, 3, ""), Eq(2));
+  EXPECT_THAT(batch.queries().size(), Eq(2));
+  EXPECT_THAT(batch.queries().front().name, Eq("a.example"));
+  EXPECT_THAT(batch.taken_back().size(), Eq(0));
+}
+
+TEST(Batch, KeepsInMindThatOneOfAnEarlierBatchWasNotLost) {
+  Batch batch(true);
+  batch.TakeBack(LostAtOnce("a.example"));
   EXPECT_THAT(CountOf(batch, 60, 3, ""), Eq(-1));
+  EXPECT_THAT(batch.taken_back().size(), Eq(1));
+  batch.Clear();
+  EXPECT_THAT(batch.taken_back().size(), Eq(0));
 }
 
 }  // namespace

@@ -30,6 +30,17 @@ TEST(DayCounts, TellOutcomesAndDropsApart) {
   EXPECT_THAT(sum[DayCounts::KindOf(ctl::DropReason::kQueryTooShort)], Eq(3));
 }
 
+TEST(DayCounts, TakeBackOneWhereItWasCounted) {
+  DayCounts counts;
+  counts.Add(0, 0, 2);
+  counts.Add(kTenMinutes, 0, 1);
+  counts.TakeBack(kTenMinutes - 1, 0);
+  EXPECT_THAT(counts.Sum(kTenMinutes)[0], Eq(2));
+  EXPECT_THAT(counts.Sum(kDay)[0], Eq(1));
+  counts.TakeBack(0, 0);
+  EXPECT_THAT(counts.Sum(kDay)[0], Eq(1));
+}
+
 TEST(DayCounts, CountWhatComesWithAnEarlierTimeAsComeWithTheLast) {
   DayCounts counts;
   counts.Add(kDay, 0);

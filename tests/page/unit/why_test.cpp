@@ -42,6 +42,7 @@ TEST(Why, TellsReverseNamesApart) {
 
 TEST(HostMapLine, IsOfferedForNamesThatALineCanHold) {
   EXPECT_THAT(HostMapLineFor("www.example"), Eq("www.example:10.0.0.1"));
+  EXPECT_THAT(HostMapLineFor("WWW.Example"), Eq("www.example:10.0.0.1"));
   for (const char* name : {"a:b.example", "a\\010b.example", "1.0.0.127.in-addr.arpa"}) {
     EXPECT_THAT(HostMapLineFor(name).back(), Eq('.')) << name;
   }

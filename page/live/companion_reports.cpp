@@ -7,7 +7,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <nlohmann/json.hpp>
@@ -21,7 +20,10 @@ namespace page {
 namespace {
 
 constexpr int kMostMs = 5000;
-constexpr std::size_t kMostBytes = 256 * 1024;
+constexpr std::size_t kMostBytes = 4 << 20;
+constexpr std::size_t kMostEntries = 50;  // of each list in a report
+constexpr std::size_t kMostReportBytes = 64 * 1024;
+constexpr int kMostLevels = 16;
 
 std::array<int, 2> MakePipe() {
   std::array<int, 2> ends{-1, -1};
@@ -40,21 +42,31 @@ pid_t Spawn(const std::string& program, const char* command, int output) {
   std::string first = command;
   std::string second = "--json";
   char* const arguments[] = {name.data(), first.data(), second.data(), nullptr};
+  // A group of its own, so that what it has started ends with it.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t usual;
+  sigemptyset(&usual);
+  sigaddset(&usual, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attributes, &usual);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
   pid_t child = -1;
-  const int error = posix_spawn(&child, program.c_str(), &actions, nullptr, arguments, environ);
+  const int error = posix_spawn(&child, program.c_str(), &actions, &attributes, arguments, environ);
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   return error == 0 ? child : -1;
 }
 
-// Everything up to the end; empty when it comes too late or is too much.
-std::string ReadToEnd(int input) {
+// Everything up to the end; empty when it comes too late or is too much, or when `stop` is closed.
+std::string ReadToEnd(int input, int stop) {
   const std::int64_t end = ctl::MonotonicNow() / ctl::kNanosecondsInMillisecond + kMostMs;
   std::string text;
   for (;;) {
-    pollfd waited{input, POLLIN, 0};
+    pollfd waited[2] = {{input, POLLIN, 0}, {stop, POLLIN, 0}};
     const std::int64_t left = end - ctl::MonotonicNow() / ctl::kNanosecondsInMillisecond;
-    if (left <= 0 || poll(&waited, 1, static_cast<int>(left)) <= 0) return {};
-    char piece[4096];
+    if (left <= 0 || poll(waited, 2, static_cast<int>(left)) <= 0) return {};
+    if (waited[1].revents != 0) return {};
+    char piece[16384];
     const ssize_t got = read(input, piece, sizeof(piece));
     if (got == 0) return text;
     if (got < 0 || text.size() > kMostBytes) return {};
@@ -62,21 +74,36 @@ std::string ReadToEnd(int input) {
   }
 }
 
+// Only the beginning of long lists is kept. A document that is no report gives "null".
+std::string ReportIn(const std::string& text) {
+  using Json = nlohmann::ordered_json;
+  const auto is_flat = [](int level, Json::parse_event_t, Json&) { return level < kMostLevels; };
+  Json document = Json::parse(text, is_flat, false);
+  if (!document.is_object()) return "null";
+  for (Json& value : document) {
+    if (!value.is_array() || value.size() <= kMostEntries) continue;
+    value.erase(value.begin() + kMostEntries, value.end());
+  }
+  std::string report = document.dump(-1, ' ', true, Json::error_handler_t::replace);
+  return report.size() <= kMostReportBytes ? report : "null";
+}
+
 }  // namespace
 
 CompanionReports::CompanionReports(std::string program, int seconds)
-    : program_(std::move(program)), seconds_(seconds) {
+    : program_(std::move(program)), seconds_(seconds), stop_(MakePipe()) {
   if (!program_.empty()) thread_ = std::thread([this] { Work(); });
 }
 
 CompanionReports::~CompanionReports() {
-  if (!thread_.joinable()) return;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     is_to_end_ = true;
   }
   changed_.notify_all();
-  thread_.join();
+  close(stop_[1]);
+  if (thread_.joinable()) thread_.join();
+  close(stop_[0]);
 }
 
 void CompanionReports::Want() {
@@ -95,16 +122,14 @@ std::string CompanionReports::Run(const char* command) const {
   if (ends[0] < 0) return "null";
   const pid_t child = Spawn(program_, command, ends[1]);
   close(ends[1]);
-  const std::string text = child < 0 ? "" : ReadToEnd(ends[0]);
+  const std::string text = child < 0 ? "" : ReadToEnd(ends[0], stop_[0]);
   close(ends[0]);
   if (child >= 0) {
-    kill(child, SIGKILL);  // its output is whole, or comes too late
+    kill(-child, SIGKILL);  // its output is whole, or comes too late
     while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
     }
   }
-  const auto document = nlohmann::ordered_json::parse(text, nullptr, false);
-  if (document.is_discarded()) return "null";
-  return document.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
+  return ReportIn(text);
 }
 
 void CompanionReports::Work() {

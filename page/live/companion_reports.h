@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -35,6 +36,7 @@ class CompanionReports {
 
   std::string program_;
   int seconds_;
+  std::array<int, 2> stop_;  // closed at the end, so that a run under way is not waited for
   std::mutex mutex_;
   Reports last_{"null", "null", 0};
   std::condition_variable changed_;

@@ -101,28 +101,31 @@ function showDrops(now) {
     (row, drop) => setText(row.lastElementChild, drop.count === null ? '' : count(drop.count)));
 }
 
-// What the companion says changes with its version, so every text, number and truth value is shown
-// under its own name.
-function factsIn(document, prefix = '') {
-  const facts = [];
-  for (const [key, value] of Object.entries(document)) {
-    const name = (prefix + key).replaceAll('_', ' ');
-    if (value !== null && typeof value === 'object' && !Array.isArray(value)) facts.push(...factsIn(value, `${prefix}${key} `));
-    else if (value !== null && typeof value !== 'object') facts.push([name, value === true ? 'yes' : value === false ? 'no' : String(value)]);
-  }
-  return facts;
+// What another program prints is not relied on: entries are objects, and their fields texts.
+function entriesIn(document, key, most) {
+  const list = Array.isArray(document?.[key]) ? document[key] : [];
+  return list.filter((entry) => entry !== null && typeof entry === 'object').slice(0, most);
 }
 
-function showHost(now) {
-  const facts = now.status ? factsIn(now.status).slice(0, 24) : [];
-  if (facts.length === 0) facts.push(['dns_proxy_ctl', 'says nothing, or is not there']);
-  keepRows(byId('host'), facts, ([name]) => name,
-    ([name]) => make('div', {}, make('dt', {}, name), make('dd', {})),
-    (row, [, value]) => setText(row.lastElementChild, value));
-  const findings = now.check && Array.isArray(now.check.findings) ? now.check.findings.slice(0, 20) : [];
-  keepRows(byId('findings'), findings, (finding) => `${finding.file}:${finding.line}:${finding.what}`,
-    (finding) => make('li', {}, make('span', {class: 'badge', 'data-kind': finding.severity}, finding.severity),
-      make('span', {}, `${finding.file}:${finding.line}: ${finding.what} → ${finding.effect}`)),
+function showFacts(status) {
+  const facts = entriesIn(status, 'rows', 24).map((row, at) =>
+    ({key: `${at} ${row.subject}`, subject: String(row.subject), words: String(row.words), isWell: row.well !== false}));
+  if (facts.length === 0) facts.push({key: 'none', subject: 'dns_proxy_ctl', words: 'says nothing, or is not there', isWell: true});
+  keepRows(byId('host'), facts, (fact) => fact.key,
+    (fact) => make('div', {}, make('dt', {}, fact.subject), make('dd', {}, make('span'), make('span', {class: 'badge', 'data-kind': 'error'}, 'not well'))),
+    (row, {words, isWell}) => {
+      setText(row.lastElementChild.firstElementChild, words);
+      row.lastElementChild.lastElementChild.hidden = isWell;
+    });
+}
+
+function showFindings(check) {
+  const findings = entriesIn(check, 'findings', 20).map((finding, at) =>
+    ({at, severity: String(finding.severity), text: `${finding.file}:${finding.line}: ${finding.what} → ${finding.effect}`}));
+  const more = (Number(check?.errors) || 0) + (Number(check?.warnings) || 0) - findings.length;
+  if (findings.length > 0 && more > 0) findings.push({severity: 'more', text: `${count(more)} further findings: dns_proxy_ctl check`});
+  keepRows(byId('findings'), findings, (finding) => `${finding.at} ${finding.severity} ${finding.text}`,
+    ({severity, text}) => make('li', {}, make('span', {class: 'badge', 'data-kind': severity}, severity), make('span', {}, text)),
     () => {});
 }
 
@@ -133,7 +136,8 @@ export function showNow(now) {
   showServers(now);
   showWaiting(now);
   showDrops(now);
-  showHost(now);
+  showFacts(now.status);
+  showFindings(now.check);
   const hours = now.memory.query_hours;
   setText(byId('kept'), hours === 0 ? 'single queries are not kept' : `kept for ${count(hours)} hours, then forgotten`);
   const size = `${count(Math.round(now.memory.bytes / 1048576))} MB at most`;

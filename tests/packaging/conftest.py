@@ -55,6 +55,13 @@ def upstream_package(package):
 
 
 @pytest.fixture(scope="session")
+def page_package(package):
+    """The .deb of dns_proxy_page."""
+    [file] = package.parent.glob("dns-proxy-mac-page_*.deb")
+    return file
+
+
+@pytest.fixture(scope="session")
 def installation(package):
     """What `cmake --install` lays down below a prefix."""
     with Installation() as installed:

@@ -2,6 +2,7 @@
 
 import pathlib
 import plistlib
+import re
 import shlex
 import shutil
 import subprocess
@@ -58,6 +59,17 @@ class Installation:
     def files(self):
         found = (path for path in self.prefix.rglob("*") if not path.is_dir())
         return sorted(str(path.relative_to(self.prefix)) for path in found)
+
+
+def with_higher_version(package, directory):
+    """The same package as its next version, in a folder."""
+    tree = directory / "tree"
+    subprocess.run(["dpkg-deb", "--raw-extract", package, tree], check=True)
+    control = tree / "DEBIAN/control"
+    control.write_text(re.sub(r"^Version: .*$", "Version: 99.0", control.read_text(), flags=re.MULTILINE))
+    subprocess.run(["dpkg-deb", "--build", tree, directory], check=True, stdout=subprocess.DEVNULL)
+    [file] = directory.glob("*.deb")
+    return file
 
 
 def launchd_files(directory, prefix):

@@ -11,7 +11,7 @@ from harness import wait_until
 from harness.namespace import where_there_is_ipv6
 
 from asking import is_answering, wait_for_answers
-from installed import REPOSITORY
+from installed import REPOSITORY, with_higher_version
 from system_copy import SystemCopy
 
 PROXY = "dns_proxy_mac.service"
@@ -32,15 +32,7 @@ def system(system_copies):
 
 @pytest.fixture(scope="module")
 def next_version(package, tmp_path_factory):
-    """The same package with a higher version."""
-    directory = tmp_path_factory.mktemp("next")
-    tree = directory / "tree"
-    subprocess.run(["dpkg-deb", "--raw-extract", package, tree], check=True)
-    control = tree / "DEBIAN/control"
-    control.write_text(re.sub(r"^Version: .*$", "Version: 99.0", control.read_text(), flags=re.MULTILINE))
-    subprocess.run(["dpkg-deb", "--build", tree, directory], check=True, stdout=subprocess.DEVNULL)
-    [file] = directory.glob("*.deb")
-    return file
+    return with_higher_version(package, tmp_path_factory.mktemp("next"))
 
 
 def install(system, package):

@@ -14,6 +14,7 @@ SERVICES = [
     "dns_proxy_mac-apply",
     "dns_proxy_mac-unstarted",
     "dns_proxy_upstream",
+    "dns_proxy_page",
 ]
 FILES = [f"{name}.service" for name in SERVICES] + ["dns_proxy_mac-edited.path", "dns_proxy_mac-names@.path"]
 INSTALLED = [

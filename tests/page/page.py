@@ -22,6 +22,11 @@ ANSWER = bytes.fromhex("c00c 0001 0001 0000003c 0004 0a000001")
 SERVING = "func: StartDnsSrv(line:161) pthread_create thread_query success"
 
 
+def companion_path():
+    """The real dns_proxy_ctl."""
+    return str(pathlib.Path(os.environ.get("DNS_PROXY_CTL", REPOSITORY / "build" / "dns_proxy_ctl")).resolve())
+
+
 def page_path():
     path = pathlib.Path(os.environ.get(BINARY_VARIABLE, REPOSITORY / "build" / "dns_proxy_page"))
     if not os.access(path, os.X_OK):
@@ -32,13 +37,14 @@ def page_path():
 class Page:
     """One run of the program on a free port; the end of the `with` block ends it and looks at how."""
 
-    def __init__(self, folder, *options, trace=None, database=None, port=0, **popen):
+    def __init__(self, folder, *options, trace=None, database=None, port=0, companion="none", **popen):
         self.folder = pathlib.Path(folder)
         self.trace = trace or self.folder / "trace"
         self.database = database or self.folder / "memory.db"
         command = [page_path(), f"--port={port}", f"--trace={self.trace}", f"--database={self.database}"]
+        command += [f"--companion={companion}", *options]
         self.process = subprocess.Popen(
-            [*command, "--companion=none", *options], stdout=subprocess.PIPE, stderr=subprocess.PIPE, encoding="latin-1", **popen
+            command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, encoding="latin-1", **popen
         )
         line = self.process.stdout.readline()
         found = re.fullmatch(r"http://127\.0\.0\.1:(\d+)/\n", line)

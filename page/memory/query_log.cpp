@@ -54,8 +54,9 @@ QueryLog::QueryLog(Database& database, const QueryFilter& filter)
 
 void QueryLog::FindNames(const QueryFilter& filter) {
   const bool is_whole = !filter.whole_name.empty();
-  Statement rows(database_, is_whole ? "SELECT id, uses FROM names WHERE name = ?1"
-                                     : "SELECT id, uses FROM names WHERE instr(lower(name), ?1) > 0");
+  Statement rows(database_, is_whole
+                                ? "SELECT id, uses FROM names WHERE name = ?1"
+                                : "SELECT id, uses FROM names WHERE instr(lower(name), ?1) > 0");
   const std::string wanted = is_whole ? filter.whole_name : LowerCase(filter.name_part);
   rows.Bind(1, std::string_view(wanted));
   while (rows.Step()) {

@@ -67,9 +67,10 @@ def test_lintian_has_nothing_to_object(page_package):
     assert (done.returncode, done.stdout) == (0, "")
 
 
-def test_the_booted_service_counts_remembers_and_shows_the_host_from_within_its_sandbox(booted, page_package):
+def test_the_booted_service_counts_remembers_and_shows_the_host_from_within_its_sandbox(system, package, page_package):
+    said = install(system, package, page_package)
+    system.boot()
     wait_for_answers()
-    said = install(booted, page_package)
     assert "dns-proxy-mac-page: the page is at http://127.0.0.1:5380/\n" in said
     wait_until(lambda: queries() is not None, "the page")
     wait_until(lambda: get("/api/now")["proxy"]["state"] == "serving", "the proxy to be seen serving")
@@ -79,15 +80,15 @@ def test_the_booted_service_counts_remembers_and_shows_the_host_from_within_its_
     assert (rows["proxy"]["well"], rows["probe"]["well"]) == (True, True)
     assert get("/api/name?name=proxy.example")["trace"] != []
 
-    assert booted.run("stat", "-c", "%U:%G %a", FOLDER, DATABASE).splitlines() == [
+    assert system.run("stat", "-c", "%U:%G %a", FOLDER, DATABASE).splitlines() == [
         "_dns_proxy_page:_dns_proxy_page 750", "_dns_proxy_page:_dns_proxy_page 640"
     ]
     before = queries()
-    booted.run("systemctl", "restart", PAGE)
+    system.run("systemctl", "restart", PAGE)
     wait_until(lambda: (queries() or 0) >= before, "what it has remembered")
-    process = booted.value(PAGE, "MainPID")
-    booted.run("systemctl", "kill", "--signal=KILL", PAGE)
-    wait_until(lambda: booted.value(PAGE, "MainPID") not in ("", "0", process), "its next start")
+    process = system.value(PAGE, "MainPID")
+    system.run("systemctl", "kill", "--signal=KILL", PAGE)
+    wait_until(lambda: system.value(PAGE, "MainPID") not in ("", "0", process), "its next start")
     wait_until(lambda: (queries() or 0) >= before, "what it has remembered")
     ask_until_counted()
     assert get("/api/queries?name=proxy.example")["count"] == queries()

@@ -82,6 +82,25 @@ Work DescribeGuard(CLI::App& command) {
   return [] { return RunGuard(options); };
 }
 
+Work DescribeOn(CLI::App& command) {
+  static OnOptions options;
+  command.add_flag("--keep", options.keep, "Stay, and do without the proxy while it is away");
+  command.footer(
+      "As root. Changes /etc/resolv.conf and what would write it; on macOS the servers\n"
+      "of every active network service. What was there is kept beside the files and\n"
+      "below /var/lib/dns_proxy_mac (macOS: /var/db/dns_proxy_mac).\n\n"
+      "Exit status: 0 when the host asks the proxy, 1 when the proxy does not answer or\n"
+      "would be asked in a circle, 2 when a file can't be changed.");
+  return [] { return RunOn(options); };
+}
+
+Work DescribeOff(CLI::App& command) {
+  command.footer(
+      "As root. What others have written since stays, and is named.\n\n"
+      "Exit status: 0 when all is as it was, 2 when a file can't be put back.");
+  return RunOff;
+}
+
 Work DescribeUpstream(CLI::App& command) {
   static UpstreamOptions options;
   command.add_flag("--json", options.json, "Print a JSON object instead of lines");
@@ -113,6 +132,8 @@ const std::vector<Command>& Commands() {
       {"watch", "End the proxy when it takes no queries any more, to be started again",
        DescribeWatch},
       {"guard", "Keep out of the proxy's sockets what would end it", DescribeGuard},
+      {"on", "Have this host ask the proxy", DescribeOn},
+      {"off", "Put back how this host asked for names before", DescribeOff},
       {"upstream", "Tell how each server behind dns_proxy_upstream is", DescribeUpstream},
       {"status", "Tell how the proxy is, in a few lines", DescribeStatus},
       {"name", "Give names their addresses, in a file for people", DescribeName},

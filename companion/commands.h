@@ -77,6 +77,18 @@ struct GuardOptions {
 /// done. kNo when there is no proxy, or the system refuses or has no such filters.
 int RunGuard(const GuardOptions& options);
 
+struct OnOptions {
+  /// Do not turn the host on, but watch over the proxy while the host is on: turn it off when the
+  /// proxy stays away, and on when it is back. Returns when the host is no longer to be on.
+  bool keep = false;
+};
+
+/// Has the host ask the proxy, if the proxy answers. kOk when it does; kNo when it is better not
+/// done; kError when a file can't be changed, which leaves all as it was.
+int RunOn(const OnOptions& options);
+/// Puts back what `RunOn` has changed. kOk when all is as it was, otherwise kError.
+int RunOff();
+
 struct UpstreamOptions {
   bool json = false;
 };

@@ -21,4 +21,14 @@ inline constexpr const char* kStateFile = "/var/run/dns_proxy_upstream/state";
 inline constexpr const char* kStateFile = "/run/dns_proxy_upstream/state";
 #endif
 
+/// What `dns_proxy_ctl on` has to remember of the host.
+#ifdef __APPLE__
+inline constexpr const char* kHostStateFolder = "/var/db/dns_proxy_mac";
+inline constexpr const char* kServersBefore = "/var/db/dns_proxy_mac/servers_before";
+#else
+inline constexpr const char* kHostStateFolder = "/var/lib/dns_proxy_mac";
+/// The servers that the host asked before it was told to ask the proxy, as a resolver file.
+inline constexpr const char* kServersBefore = "/var/lib/dns_proxy_mac/servers_before";
+#endif
+
 }  // namespace upstream

@@ -7,7 +7,7 @@ _dns_proxy_ctl() {
   local command="" part="" word words=""
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
     case $word in
-      check | probe | trace | watch | guard | upstream | status | name | list)
+      check | probe | trace | watch | guard | on | off | upstream | status | name | list)
         if [ -z "$command" ]; then command=$word; else part=$word; fi
         ;;
       add | remove | explain | apply | import | show) part=$word ;;
@@ -20,13 +20,14 @@ _dns_proxy_ctl() {
     --as) words="0.0.0.0 127.0.0.1" ;;
     *)
       case $command in
-        "") words="check probe trace watch guard upstream status name list --help --version" ;;
+        "") words="check probe trace watch guard on off upstream status name list --help --version" ;;
         check) words="--dns --hostmap --strict --start --json --help" ;;
         probe) words="--timeout --upstreams --help" ;;
         trace) [[ $current == -* ]] && words="--follow --json --help" ;;
         guard) words="--remove --help" ;;
         upstream) words="--json --help" ;;
-        watch) words="--help" ;;
+        on) words="--keep --help" ;;
+        watch | off) words="--help" ;;
         status) words="--json --help" ;;
         name | list) words=$(_dns_proxy_ctl_names "$command $part" "$current") ;;
       esac

@@ -73,6 +73,12 @@ int OpenAlone(const std::string& path) {
   }
 }
 
+// The name of a file that is not finished.
+std::string Beside(const std::string& path) {
+  const std::size_t slash = path.rfind('/') + 1;
+  return path.substr(0, slash) + '.' + path.substr(slash) + ".new";
+}
+
 // The rename reaches the disk only when its folder does.
 void SyncFolderOf(const std::string& path) {
   const std::string folder = path.substr(0, path.rfind('/') + 1);
@@ -97,8 +103,7 @@ std::string ReadTextFile(const std::string& path, std::string& text, bool& is_mi
 }
 
 std::string WriteTextFile(const std::string& path, std::string_view text) {
-  const std::size_t slash = path.rfind('/') + 1;
-  const std::string beside = path.substr(0, slash) + '.' + path.substr(slash) + ".new";
+  const std::string beside = Beside(path);
   const Descriptor file(OpenAlone(beside));
   if (file.number() < 0) return "it can't be written: " + SystemsReason();
   std::string problem = WriteAll(file.number(), text);
@@ -112,6 +117,8 @@ std::string WriteTextFile(const std::string& path, std::string_view text) {
   }
   return problem;
 }
+
+void RemoveUnfinished(const std::string& path) { unlink(Beside(path).c_str()); }
 
 std::vector<std::string> FilesIn(const std::string& folder, std::string& problem) {
   std::vector<std::string> files;

@@ -24,6 +24,9 @@ std::string ReadTextFile(const std::string& path, std::string& text, bool& is_mi
 /// not, as a clause.
 std::string WriteTextFile(const std::string& path, std::string_view text);
 
+/// Removes what a `WriteTextFile` of `path` has left that was ended in its middle.
+void RemoveUnfinished(const std::string& path);
+
 /// The regular files of a folder, except hidden ones, in the order of their names; none when there
 /// is no such folder. `problem` says why it can't be read.
 std::vector<std::string> FilesIn(const std::string& folder, std::string& problem);

@@ -7,6 +7,7 @@
 #include "common/platform/user_access.h"
 #include "companion/commands.h"
 #include "companion/guard/guard.h"
+#include "companion/host/host.h"
 #include "companion/probe/probe.h"
 #include "companion/status/host_resolver.h"
 #include "companion/status/report.h"
@@ -123,6 +124,30 @@ void AddServers(const ServerList& servers, const HostResolver& host, StatusRepor
   }
 }
 
+void AddHostUse(bool asks_proxy, StatusReport& report) {
+  switch (ReadHostUse(HostPlaces{})) {
+    case HostUse::kOff:
+      report.Add("host", asks_proxy ? "asks the proxy, but not by dns_proxy_ctl on" : "off");
+      return;
+    case HostUse::kOn:
+      if (asks_proxy) {
+        report.Add("host", "on: asks the proxy, by dns_proxy_ctl on");
+      } else {
+        report.Add("host",
+                   "on, but another program has changed the resolver file since: "
+                   "dns_proxy_ctl on does it once more",
+                   false);
+      }
+      return;
+    case HostUse::kOffForNow:
+      report.Add("host", "off for now: the proxy did not answer; on again when it does", false);
+      return;
+    case HostUse::kHalf:
+      report.Add("host", "half on: it was ended in the middle; see dns_proxy_ctl off", false);
+      return;
+  }
+}
+
 void AddFiles(StatusReport& report) {
   for (const char* path : {kServerFile, kHostMapFile}) {
     const auto obstacle = WhatKeepsFromReading(kServiceUser, path);
@@ -144,6 +169,7 @@ int RunStatus(const StatusOptions& options) {
 
   const HostResolver host = ReadHostResolver();
   report.Add("resolver", host.words);
+  AddHostUse(host.asks_proxy, report);
   if (!host.bad_options.empty()) report.Add("options", host.bad_options, !host.asks_proxy);
 
   const CheckVerdict verdict = CheckQuietly();

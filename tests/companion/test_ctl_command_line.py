@@ -6,7 +6,7 @@ import pytest
 
 import ctl
 
-COMMANDS = ["check", "probe", "trace", "watch", "guard", "upstream", "status", "name", "list"]
+COMMANDS = ["check", "probe", "trace", "watch", "guard", "on", "off", "upstream", "status", "name", "list"]
 
 
 def test_version():

@@ -37,7 +37,7 @@ def offered_by_bash(line):
 @pytest.mark.parametrize(
     ("line", "words"),
     [
-        ("dns_proxy_ctl ", ["check", "probe", "trace", "watch", "guard", "upstream", "status", "name", "list", "--help", "--version"]),
+        ("dns_proxy_ctl ", ["check", "probe", "trace", "watch", "guard", "on", "off", "upstream", "status", "name", "list", "--help", "--version"]),
         ("dns_proxy_ctl c", ["check"]),
         ("dns_proxy_ctl --v", ["--version"]),
         ("dns_proxy_ctl check ", ["--dns", "--hostmap", "--strict", "--start", "--json", "--help"]),
@@ -48,6 +48,8 @@ def offered_by_bash(line):
         ("dns_proxy_ctl trace ", []),
         ("dns_proxy_ctl trace -", ["--follow", "--json", "--help"]),
         ("dns_proxy_ctl watch ", ["--help"]),
+        ("dns_proxy_ctl on ", ["--keep", "--help"]),
+        ("dns_proxy_ctl off ", ["--help"]),
         ("dns_proxy_ctl guard --", ["--remove", "--help"]),
         ("dns_proxy_ctl status ", ["--json", "--help"]),
         ("dns_proxy_ctl name ", ["add", "remove", "list", "explain", "apply", "import", "--help"]),
@@ -63,7 +65,7 @@ def test_bash_offers(line, words):
 
 
 def test_every_option_that_bash_offers_is_one():
-    for command in ("", "check", "probe", "trace", "watch", "guard", "upstream", "status"):
+    for command in ("", "check", "probe", "trace", "watch", "guard", "on", "off", "upstream", "status"):
         line = ["dns_proxy_ctl", command, "-"] if command else ["dns_proxy_ctl", "-"]
         text = ctl.run(*filter(None, [command]), "--help").stdout
         options = [word for word in offered_by_bash(" ".join(line)) if word.startswith("--")]

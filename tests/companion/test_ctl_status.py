@@ -55,6 +55,7 @@ workers       both alive
 127.0.0.1:53  held by the proxy
 guard         off: a malformed datagram ends the intake
 resolver      /etc/resolv.conf points at the proxy
+host          asks the proxy, but not by dns_proxy_ctl on
 servers       127.0.0.2 answers in N ms
 host map      1 entry
 check         nothing to report
@@ -70,6 +71,7 @@ def test_nothing_runs():
 proxy         not running
 127.0.0.1:53  free
 resolver      /etc/resolv.conf points at the proxy
+host          asks the proxy, but not by dns_proxy_ctl on
 servers       192.0.2.1 can't be asked (Network is unreachable); a line is no address
 host map      2 entries
 check         2 errors, 1 warning, see dns_proxy_ctl check

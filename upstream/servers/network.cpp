@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 
+#include "common/upstream/places.h"
 #include "common/upstream/text_lines.h"
 #include "upstream/servers/records.h"
 #include "upstream/servers/scutil.h"
@@ -36,6 +37,7 @@ constexpr Source kSources[] = {
     {"/run/systemd/netif/state", "", AsAssignments},
 #endif
     {"/etc/resolv.conf", "", AsResolverFile},
+    {kServersBefore, "", AsResolverFile},
 };
 
 // In the order of their names, in which the interfaces come too.

@@ -18,8 +18,9 @@ struct NetworkReading {
 
 /// On Linux the first of these that names a server: the records of systemd-resolved, of
 /// NetworkManager, resolvconf, dhcpcd, dhclient and systemd-networkd, and /etc/resolv.conf. On
-/// macOS what its configuration store holds for each network service, then /etc/resolv.conf. `root`
-/// is in front of every path.
+/// macOS what its configuration store holds for each network service, then /etc/resolv.conf. On
+/// both, at last, what these named before the host was told to ask the proxy. `root` is in front of
+/// every path.
 NetworkReading ReadNetwork(std::time_t now, const std::string& root = "");
 
 }  // namespace upstream

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "common/upstream/places.h"
 #include "upstream/servers/scutil.h"
 
 namespace upstream {
@@ -95,6 +96,18 @@ TEST_F(Network, ARecordOfUnknownFormIsComplainedOf) {
   EXPECT_EQ(reading_.complaint, root_ + "/run/systemd/resolve/resolv.conf has an unknown form.");
 }
 #endif
+
+TEST_F(Network, AHostThatAsksTheProxyHasTheServersThatItAskedBefore) {
+  Write("/etc/resolv.conf", "nameserver 127.0.0.1\n");
+  Write(kServersBefore, "nameserver 192.168.1.1\nnameserver 2001:db8::1\n");
+  EXPECT_THAT(Read(), ElementsAre("192.168.1.1", "2001:db8::1"));
+}
+
+TEST_F(Network, WhatAnotherProgramHasWrittenSinceIsNewer) {
+  Write("/etc/resolv.conf", "nameserver 192.168.9.1\n");
+  Write(kServersBefore, "nameserver 192.168.1.1\n");
+  EXPECT_THAT(Read(), ElementsAre("192.168.9.1"));
+}
 
 TEST_F(Network, TheConfigurationStoreIsAskedForEachService) {
   const std::string stand_in = root_ + "/scutil";

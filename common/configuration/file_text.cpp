@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "common/configuration/configuration_text.h"
+#include "common/platform/descriptor.h"
 
 namespace ctl {
 namespace {
@@ -55,21 +56,6 @@ bool LooksLikeText(std::string_view bytes) {
   return odd * kOddBytesToBeBinary < sample.size() || odd == 0;
 }
 
-class Descriptor {
- public:
-  explicit Descriptor(const std::string& path)
-      : number_(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  int number() const { return number_; }
-
- private:
-  int number_;
-};
-
 Access Refusal(FileText& text) {
   text.reason = std::string("it can't be read: ") + std::strerror(errno);
   return errno == ENOENT ? Access::kMissing : Access::kRefused;
@@ -83,7 +69,7 @@ bool IsNullDevice(const struct stat& status) {
 }
 
 Access ReadBytes(const std::string& path, FileText& text) {
-  const Descriptor file(path);
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   struct stat status;
   if (file.number() < 0 || fstat(file.number(), &status) != 0) return Refusal(text);
   if (S_ISDIR(status.st_mode)) return Access::kDirectory;

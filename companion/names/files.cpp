@@ -13,26 +13,13 @@
 #include <utility>
 
 #include "common/configuration/configuration_text.h"
+#include "common/platform/descriptor.h"
 
 namespace ctl {
 namespace {
 
 constexpr off_t kLargestFile = off_t{256} << 20;
 constexpr mode_t kReadableByAll = 0644;
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  int number() const { return number_; }
-
- private:
-  int number_;
-};
 
 std::string SystemsReason() { return std::strerror(errno); }
 

@@ -10,7 +10,7 @@ namespace ctl {
 
 /// Who wrote a host map.
 enum class HostMapAuthor {
-  kUs,           ///< made from names, and unchanged since
+  kUs,           ///< made from names, or the installation's sample, and unchanged since
   kEditedSince,  ///< made from names, then edited by hand
   kPeople        ///< written by hand
 };

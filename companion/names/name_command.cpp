@@ -1,5 +1,6 @@
 #include <cstring>
 
+#include "common/configuration/made_host_map.h"
 #include "common/output/exit_status.h"
 #include "common/output/output.h"
 #include "common/output/shown_text.h"
@@ -136,7 +137,7 @@ int RunNameImport() {
     Complain(places.host_map + ": " + problem + '.');
     return kError;
   }
-  if (AuthorOf(host_map) == HostMapAuthor::kUs) {
+  if (AuthorOf(host_map) == HostMapAuthor::kUs && TellsHowMade(host_map)) {
     Print(places.host_map + " is made from names already.\n");
     return kOk;
   }

@@ -10,6 +10,7 @@ NAMES = FOLDER / "names"
 LISTS = FOLDER / "names.d"
 NEVER_LISTED = FOLDER / "never_listed"
 HOST_MAP = FOLDER / "hostmap"
+SAMPLE = b"proxy.example:10.0.0.1\n"  # as an installation makes it
 MARK = b":made by dns_proxy_ctl from names and names.d, edit those; checksum "
 
 

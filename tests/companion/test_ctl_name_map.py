@@ -162,6 +162,29 @@ def test_a_host_map_written_by_hand_is_never_overwritten():
     assert files.HOST_MAP.read_bytes() == b"own.lan:10.0.0.1\n"
 
 
+def test_the_sample_of_an_installation_gives_way_to_the_first_name():
+    files.write(host_map=files.SAMPLE)
+    result = ctl.run("name", "add", "printer.lan", "10.0.0.7")
+    assert (result.stderr, result.returncode) == ("", 0)
+    assert files.HOST_MAP.read_bytes() == files.made_of(b"printer.lan:10.0.0.7\n")
+
+
+def test_the_sample_stays_while_there_are_no_names_and_may_be_taken_over_like_any_other_host_map():
+    files.write(host_map=files.SAMPLE)
+    assert ctl.run("name", "apply").returncode == 0
+    assert files.HOST_MAP.read_bytes() == files.SAMPLE
+    assert ctl.run("name", "import").returncode == 0
+    assert files.HOST_MAP.read_bytes() == files.made_of(files.SAMPLE)
+
+
+@pytest.mark.parametrize("edited", [files.SAMPLE + b"own.lan:10.0.0.2\n", files.SAMPLE.replace(b"1\n", b"2\n"), files.SAMPLE[:-1]])
+def test_a_sample_that_was_edited_is_written_by_hand(edited):
+    files.write(host_map=edited)
+    result = ctl.run("name", "add", "printer.lan", "10.0.0.7")
+    assert "/var/log/Varnok/hostmap is written by hand" in result.stderr
+    assert files.HOST_MAP.read_bytes() == edited
+
+
 def test_a_made_host_map_that_was_edited_is_never_overwritten():
     edited = files.made_of(b"a.lan:10.0.0.1\n") + b"b.lan:10.0.0.2\n"
     files.write(names=b"10.0.0.3 a.lan\n", host_map=edited)

@@ -80,12 +80,15 @@ def test_version_is_the_same_everywhere(package):
     assert log.startswith(f"dns-proxy-mac ({version_of_the_sources()}) ")
 
 
-def test_first_installation_takes_the_servers_of_the_host_but_no_loopback_one(system, package):
+def test_first_installation_takes_the_servers_of_the_host_but_no_loopback_one_and_a_first_name_at_once(system, package):
     install(system, package)
 
     assert system.file(DNS).read_text() == "192.0.2.1\n"
     assert system.file(HOSTMAP).read_text() == "proxy.example:10.0.0.1\n"
     assert [oct(system.file(path).stat().st_mode) for path in (DNS, HOSTMAP)] == ["0o100644"] * 2
+
+    system.run("dns_proxy_ctl", "name", "add", "printer.lan", "10.0.0.7")
+    assert system.file(HOSTMAP).read_text().endswith("\nprinter.lan:10.0.0.7\n")
 
 
 def test_servers_behind_a_local_stub_are_found(system, package):

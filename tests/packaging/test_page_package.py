@@ -1,7 +1,5 @@
 """The .deb of dns_proxy_page, beside the proxy's: its service in its sandbox, and through its whole life."""
 
-import http.client
-import json
 import subprocess
 
 import pytest
@@ -9,6 +7,7 @@ import pytest
 from harness import wait_until
 
 from asking import ask_mapped_name, wait_for_answers
+from asking_page import get
 from installed import with_higher_version
 from system_copy import SystemCopy
 from test_package import named_after_the_proxy
@@ -16,20 +15,6 @@ from test_package import named_after_the_proxy
 PAGE = "dns_proxy_page.service"
 FOLDER = "/var/lib/dns_proxy_page"
 DATABASE = f"{FOLDER}/memory.db"
-
-
-def get(path):
-    """The JSON document of the page on its own port; None while nobody answers there."""
-    connection = http.client.HTTPConnection("127.0.0.1", 5380, timeout=30)
-    try:
-        connection.request("GET", path)
-        answer = connection.getresponse()
-        assert answer.status == 200, answer.read()
-        return json.loads(answer.read())
-    except (ConnectionError, http.client.HTTPException):
-        return None
-    finally:
-        connection.close()
 
 
 def queries():
@@ -46,7 +31,7 @@ def install(system, *packages):
 
 
 def ask_until_counted():
-    """One query for the host map, and as many more as it takes until the page tells of it."""
+    """One query for the host map; until the page tells of it."""
     before = queries()
     ask_mapped_name(1)
     wait_until(lambda: queries() > before, "the query on the page")
@@ -91,7 +76,7 @@ def test_the_booted_service_counts_remembers_and_shows_the_host_from_within_its_
     wait_until(lambda: system.value(PAGE, "MainPID") not in ("", "0", process), "its next start")
     wait_until(lambda: (queries() or 0) >= before, "what it has remembered")
     ask_until_counted()
-    assert get("/api/queries?name=proxy.example")["count"] == queries()
+    wait_until(lambda: get("/api/queries?name=proxy.example")["count"] == queries(), "as many single queries")
 
 
 def test_upgrade_and_removal_keep_what_is_remembered_and_a_purge_leaves_nothing(system, package, page_package, tmp_path):

@@ -23,6 +23,7 @@ from asking import (
     seconds_until_answered_after,
     wait_for_answers,
 )
+from asking_page import get
 from installed import Installation, launchd_files
 from service_manager import Service, as_unit_says, seconds
 
@@ -68,8 +69,9 @@ class Launchd:
     def __init__(self, directory, prefix):
         self._plists = launchd_files(directory, prefix)
         libexec = prefix / "libexec/dns_proxy_mac"
-        for name in ("start", "apply_edit"):
+        for name in ("start", "apply_edit", "start_page"):
             os.replace(directory / name, libexec / name)
+        self.libexec = libexec
         self._directory = directory
 
     @contextlib.contextmanager
@@ -93,6 +95,22 @@ class Launchd:
             assert asked.read_text() == "kickstart -k system/local.dns_proxy_mac\n"
             service.end()
         return status
+
+
+    @contextlib.contextmanager
+    def page(self):
+        """The job of the page, whose folder is the test's; what it asks `install` and `sudo` for is let pass."""
+        script = self.libexec / "start_page"
+        script.write_text(script.read_text().replace("/var/db/", f"{self._directory}/"))
+        for name, arguments in (("install", "-d -o daemon -g admin -m 750"), ("sudo", "-u daemon -g admin")):
+            skipped = len(arguments.split())
+            stand_in = self._directory / name
+            last = 'mkdir -p "$1"' if name == "install" else 'exec "$@"'
+            stand_in.write_text(f'#!/bin/bash\n[ "${{*:1:{skipped}}}" = "{arguments}" ] || exit 1\nshift {skipped}\n{last}\n')
+            stand_in.chmod(0o755)
+        path = f"{self._directory}:/usr/bin:/bin"
+        with self.job("local.dns_proxy_page", PATH=path) as job:
+            yield job
 
 
 @pytest.fixture
@@ -209,3 +227,21 @@ def test_rotation_gives_the_proxy_of_launchd_a_new_trace(launchd):
         wait_for_answers()
         assert old.stat().st_size == size
     old.unlink()
+
+
+def test_launchd_keeps_the_page_alive_and_it_remembers(launchd):
+    def counted():
+        now = get("/api/now")
+        return now["day"]["host_map"] if now else 0
+
+    with launchd.job("local.dns_proxy_mac"), launchd.page() as page:
+        wait_for_answers()
+        wait_until(lambda: get("/api/now"), "the page")
+        before = counted()
+        answer_now(MAPPED_NAME)
+        wait_until(lambda: counted() > before, "the query on the page")
+        before = counted()
+        page.end(signal.SIGKILL)
+        wait_until(lambda: page.end_statuses and get("/api/now"), "its next start")
+        wait_until(lambda: counted() >= before, "what it has remembered")
+        wait_until(lambda: get("/api/now")["status"], "what dns_proxy_ctl says")

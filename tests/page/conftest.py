@@ -1,11 +1,13 @@
 """Runs the whole session in a network and a file tree of its own. Needs root."""
 
+import os
 import pathlib
 import sys
 
 import pytest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+os.environ.setdefault("DNS_PROXY_DEADLINE", "30")  # a browser and a database take longer than an answer
 
 import harness  # noqa: E402  (found through the line above)
 

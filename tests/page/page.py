@@ -100,8 +100,12 @@ class Page:
         now = self.get("/api/now")
         return {**now["day"], "waiting": now["waiting_count"]}
 
-    def wait_for(self, **wanted):
-        """Until the counts are these, the others 0."""
+    def written(self):
+        """How many queries of the last day the database has, those just seen among them if it takes no second."""
+        return sum(sum(values) for values in self.get("/api/totals", span="day")["outcomes"].values())
+
+    def wait_for(self, is_written=True, **wanted):
+        """Until the counts are these, the others 0; in the database too, unless told."""
         expected = {"host_map": 0, "answered": 0, "no_such_name": 0, "lost": 0, "waiting": 0, **wanted}
         seen = {}
 
@@ -113,6 +117,8 @@ class Page:
             wait_until(is_there, f"{expected}")
         except AssertionError as error:
             raise AssertionError(f"{error}; it is {seen}") from None
+        if is_written:
+            wait_until(lambda: self.written() == sum(expected.values()) - expected["waiting"], "all of it in the database")
 
     def wait_for_at_least(self, **wanted):
         """Until each of these counts has been reached."""

@@ -75,13 +75,13 @@ def test_a_full_disk_is_waited_out(folder):
                     full.write(bytes(1 << 16))
             with open(trace, "ab") as output:
                 output.write(b"".join(filed(f"n{number}.example", number) for number in range(2000)))
-            page.wait_for(host_map=2000)
+            page.wait_for(is_written=False, host_map=2000)
             page.request("/api/names")
             wait_until(lambda: page.get("/api/now")["memory"]["failing"], "the failure on the page")
             filler.unlink()
             page.request("/api/names")
             wait_until(lambda: not page.get("/api/now")["memory"]["failing"], "the database to be written again")
-            page.get("/api/names")
+            page.wait_for(host_map=2000)
             names, totals = remembered(page.database)
             assert (len(names), totals[600]) == (2000, 2000)
         assert page.errors.count("\n") == 2, page.errors

@@ -13,10 +13,11 @@ class DnsProxyMac < Formula
   depends_on :macos
 
   def install
-    # Homebrew's own service takes the place of the launchd files, which lie outside of its folder.
-    system "cmake", "-S", ".", "-B", "build", "-DSERVICE_FILES=OFF",
+    # Homebrew's own service takes the place of the launchd files, which lie outside of its folder. The two
+    # programs beside these are formulas of their own.
+    system "cmake", "-S", ".", "-B", "build", "-DSERVICE_FILES=OFF", "-DCARES_LIBRARY=OFF",
            "-DCMAKE_REQUIRE_FIND_PACKAGE_CLI11=ON", "-DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON",
-           "-DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON", *std_cmake_args
+           "-DCMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON", "-DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON", *std_cmake_args
     system "cmake", "--build", "build"
     system "cmake", "--install", "build"
   end

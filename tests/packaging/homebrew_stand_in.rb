@@ -6,6 +6,7 @@ require "open3"
 require "pathname"
 require "tmpdir"
 
+HOMEBREW_PREFIX = "/opt/homebrew".freeze
 SCRATCH = Pathname.new(Dir.mktmpdir("dns_proxy_mac-"))
 at_exit { SCRATCH.rmtree }
 
@@ -31,7 +32,12 @@ class Formula
   DECLARED = { "depends_on" => [] }
 
   class << self
-    attr_reader :service_block, :test_block
+    attr_reader :service_block, :test_block, :loaded
+
+    def inherited(formula)
+      super
+      @loaded = formula
+    end
 
     %w[desc homepage url sha256 license].each do |word|
       define_method(word) { |value = nil| DECLARED[word] = value }
@@ -52,9 +58,10 @@ class Formula
 
   def bin = @build_folder
   def sbin = @build_folder
-  def opt_libexec = Pathname.new("/opt/homebrew/opt/dns_proxy_mac/libexec")
+  def name = self.class.name.gsub(/(?<=.)(?=[A-Z])/, "_").downcase
+  def opt_libexec = Pathname.new("#{HOMEBREW_PREFIX}/opt/#{name}/libexec")
   def testpath = SCRATCH
-  def std_cmake_args = ["-DCMAKE_INSTALL_PREFIX=/opt/homebrew/Cellar/dns_proxy_mac/#{version}"]
+  def std_cmake_args = ["-DCMAKE_INSTALL_PREFIX=#{HOMEBREW_PREFIX}/Cellar/#{name}/#{version}"]
   def system(*command) = @commands << command.map(&:to_s)
 
   def shell_output(command, status = 0)
@@ -73,10 +80,10 @@ end
 
 path, build_folder, version = ARGV
 load path
-formula = DnsProxyMac.new(build_folder, version)
+formula = Formula.loaded.new(build_folder, version)
 formula.install
 service = ServiceWords.new(formula)
-service.instance_eval(&DnsProxyMac.service_block)
+service.instance_eval(&Formula.loaded.service_block)
 puts JSON.generate(declared: Formula::DECLARED, commands: formula.commands, service: service.words,
                    caveats: formula.caveats)
-formula.instance_eval(&DnsProxyMac.test_block)
+formula.instance_eval(&Formula.loaded.test_block)

@@ -42,7 +42,7 @@ def release(checkout, tag, folder):
     return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
 
 
-def test_release_has_the_packages_the_sources_the_formula_and_the_checksums_of_all(checkout, packages):
+def test_release_has_the_packages_the_sources_the_formulas_and_the_checksums_of_all(checkout, packages):
     done = release(checkout, f"v{version()}", packages)
 
     assert (done.returncode, done.stdout) == (0, "")
@@ -54,14 +54,17 @@ def test_release_has_the_packages_the_sources_the_formula_and_the_checksums_of_a
         f"dns_proxy_mac-{version()}-macos.tar.gz",
         f"dns_proxy_mac-{version()}.tar.gz",
         "dns_proxy_mac.rb",
+        "dns_proxy_page.rb",
+        "dns_proxy_upstream.rb",
     ]
     checked = subprocess.run(["sha256sum", "--check", "--strict", "SHA256SUMS"], cwd=packages, capture_output=True, text=True)
     assert checked.stdout.splitlines() == [f"{name}: OK" for name in names if name != "SHA256SUMS"]
 
 
-def test_formula_of_a_release_names_its_sources(checkout, packages):
+@pytest.mark.parametrize("name", ["dns_proxy_mac", "dns_proxy_upstream", "dns_proxy_page"])
+def test_formula_of_a_release_names_its_sources(checkout, packages, name):
     release(checkout, f"v{version()}", packages)
-    formula = (packages / "dns_proxy_mac.rb").read_text()
+    formula = (packages / f"{name}.rb").read_text()
     sums = dict(reversed(line.split()) for line in (packages / "SHA256SUMS").read_text().splitlines())
     sources = f"dns_proxy_mac-{version()}.tar.gz"
     assert f'  url "{ADDRESS}/{sources}"\n' in formula

@@ -22,7 +22,9 @@ struct Source {
 };
 
 Record AsResolverFile(std::string_view text, std::time_t /*now*/) { return ReadResolverFile(text); }
+#ifndef __APPLE__
 Record AsAssignments(std::string_view text, std::time_t /*now*/) { return ReadAssignments(text); }
+#endif
 
 constexpr Source kSources[] = {
 #ifndef __APPLE__

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <optional>
 #include <sstream>
 
@@ -12,6 +13,9 @@ namespace {
 
 using system_calls::Call;
 using system_calls::kSystem;
+
+// A substituted thread's handle: a number on Linux, an address on macOS.
+pthread_t Handle(std::uintptr_t number) { return reinterpret_cast<pthread_t>(number); }
 
 // The start on its own: no thread runs unless a test lets it.
 class ServiceStart : public SharedObjectsTest {
@@ -159,8 +163,8 @@ TEST_F(ServiceStart, AsksTheSystemInThisOrder) {
                   "pthread_join 1", "pthread_join 1", "close 900", "close 901"));
   EXPECT_EQ(g_SockToClientApps, 900);
   EXPECT_EQ(g_SockToDNSServers, 901);
-  EXPECT_EQ(g_thread_answer, 1U);
-  EXPECT_EQ(g_thread_query, 2U);
+  EXPECT_EQ(g_thread_answer, Handle(1));
+  EXPECT_EQ(g_thread_query, Handle(2));
 }
 
 TEST_F(ServiceStart, FirstSocketThatIsInvalidFailsAfterBothWereTried) {

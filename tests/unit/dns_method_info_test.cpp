@@ -7,7 +7,8 @@
 TEST(DNSMethodInfoTest, ServerIsAskedAtPort53OfItsAddress) {
   const DNSMethodInfo method = MakeServerMethod("192.0.2.1");
   EXPECT_EQ(method.iDNSMethodType, 0);
-  EXPECT_EQ(WireAt(&method.ServerAddr, 16), "02 00 00 35 C0 00 02 01 00 00 00 00 00 00 00 00"_wire);
+  EXPECT_EQ(WireAt(&method.ServerAddr, 16),
+            IPV4_FAMILY " 00 35 C0 00 02 01 00 00 00 00 00 00 00 00"_wire);
   EXPECT_EQ(method.iParam, 1000);
 }
 
@@ -22,7 +23,7 @@ TEST(DNSMethodInfoTest, TextThatIsNoAddressGivesTheAllOnesAddress) {
   for (const char* text : {"", "dns.example", "192.0.2.1:53", "::1"}) {
     const DNSMethodInfo method = MakeServerMethod(text);
     EXPECT_EQ(WireAt(&method.ServerAddr, 16),
-              "02 00 00 35 FF FF FF FF 00 00 00 00 00 00 00 00"_wire)
+              IPV4_FAMILY " 00 35 FF FF FF FF 00 00 00 00 00 00 00 00"_wire)
         << text;
   }
 }
@@ -30,18 +31,18 @@ TEST(DNSMethodInfoTest, TextThatIsNoAddressGivesTheAllOnesAddress) {
 TEST(DNSMethodInfoTest, RecordIsTypeAddressAndParameterInTurn) {
   EXPECT_EQ(sizeof(DNSMethodInfo), 24U);
   const DNSMethodInfo method = MakeServerMethod("192.0.2.1");
-  EXPECT_EQ(WireAt(&method, 24),
-            "00 00 00 00 02 00 00 35 C0 00 02 01 00 00 00 00 00 00 00 00 E8 03 00 00"_wire);
+  EXPECT_EQ(WireAt(&method, 24), "00 00 00 00 " IPV4_FAMILY
+                                 " 00 35 C0 00 02 01 00 00 00 00 00 00 00 00 E8 03 00 00"_wire);
 }
 
 TEST(MakeIpv4AddressTest, PortAndAddressAreInNetworkOrderAndTheRestIsZero) {
   const sockaddr_in address = MakeIpv4Address("127.0.0.1", 0x1234);
-  EXPECT_EQ(WireAt(&address, 16), "02 00 12 34 7F 00 00 01 00 00 00 00 00 00 00 00"_wire);
+  EXPECT_EQ(WireAt(&address, 16), IPV4_FAMILY " 12 34 7F 00 00 01 00 00 00 00 00 00 00 00"_wire);
 }
 
 TEST(MakeIpv4AddressTest, TextThatIsNoAddressGivesTheAllOnesAddress) {
   const sockaddr_in address = MakeIpv4Address("localhost", 53);
-  EXPECT_EQ(WireAt(&address, 16), "02 00 00 35 FF FF FF FF 00 00 00 00 00 00 00 00"_wire);
+  EXPECT_EQ(WireAt(&address, 16), IPV4_FAMILY " 00 35 FF FF FF FF 00 00 00 00 00 00 00 00"_wire);
 }
 
 TEST(MakeIpv4AddressTest, DnsPortIs53) { EXPECT_EQ(kDnsPort, 53); }

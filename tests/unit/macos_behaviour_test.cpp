@@ -195,7 +195,8 @@ TEST_F(MacosBehaviour, AddressThatMacosAloneReadsIsAServerThatIsAsked) {
   g_ReadByMacos = {{" 192.0.2.1", "192.0.2.1"}, {"+192.0.2.1", "192.0.2.1"}};
   for (const char* text : {" 192.0.2.1", "+192.0.2.1"}) {
     const sockaddr_in there = MakeIpv4Address(text, 53);
-    EXPECT_EQ(WireAt(&there, 16), "02 00 00 35 C0 00 02 01 00 00 00 00 00 00 00 00"_wire) << text;
+    EXPECT_EQ(WireAt(&there, 16), IPV4_FAMILY " 00 35 C0 00 02 01 00 00 00 00 00 00 00 00"_wire)
+        << text;
   }
 }
 

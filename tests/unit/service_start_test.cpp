@@ -68,9 +68,9 @@ TEST_F(ServiceStart, ThreePairsAndTwoServersMakeThreeMethods) {
   EXPECT_EQ(Address(0), "16 bytes: 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
   EXPECT_EQ(g_DnsMethodList[1].iDNSMethodType, 0);
   EXPECT_EQ(g_DnsMethodList[1].iParam, 1000);
-  EXPECT_EQ(Address(1), "16 bytes: 02 00 00 35 C0 00 02 01 00 00 00 00 00 00 00 00");
+  EXPECT_EQ(Address(1), "16 bytes: " IPV4_FAMILY " 00 35 C0 00 02 01 00 00 00 00 00 00 00 00");
   EXPECT_EQ(g_DnsMethodList[2].iDNSMethodType, 0);
-  EXPECT_EQ(Address(2), "16 bytes: 02 00 00 35 C0 00 02 02 00 00 00 00 00 00 00 00");
+  EXPECT_EQ(Address(2), "16 bytes: " IPV4_FAMILY " 00 35 C0 00 02 02 00 00 00 00 00 00 00 00");
   EXPECT_EQ(g_Hostmaps.mapHosts.size(), 3U);
   EXPECT_EQ(HostAddress("b.lan"), "0A 00 00 02"_wire);
 }
@@ -124,9 +124,9 @@ TEST_F(ServiceStart, ServerLineThatIsNoAddressIsAMethodAllTheSame) {
             "func: StartDnsSrv(line:136) Add KQ DNS to list: 192.0.2.1\r\n"
             "func: StartDnsSrv(line:154) pthread_create g_thread_answer success\n"
             "func: StartDnsSrv(line:161) pthread_create thread_query success\n");
-  EXPECT_EQ(Address(0), "16 bytes: 02 00 00 35 FF FF FF FF 00 00 00 00 00 00 00 00");
-  EXPECT_EQ(Address(1), "16 bytes: 02 00 00 35 FF FF FF FF 00 00 00 00 00 00 00 00");
-  EXPECT_EQ(Address(2), "16 bytes: 02 00 00 35 C0 00 02 01 00 00 00 00 00 00 00 00");
+  EXPECT_EQ(Address(0), "16 bytes: " IPV4_FAMILY " 00 35 FF FF FF FF 00 00 00 00 00 00 00 00");
+  EXPECT_EQ(Address(1), "16 bytes: " IPV4_FAMILY " 00 35 FF FF FF FF 00 00 00 00 00 00 00 00");
+  EXPECT_EQ(Address(2), "16 bytes: " IPV4_FAMILY " 00 35 C0 00 02 01 00 00 00 00 00 00 00 00");
 }
 
 TEST_F(ServiceStart, PairsAreLoadedAsTheyAreAndTheFirstOfADomainStays) {
@@ -156,7 +156,7 @@ TEST_F(ServiceStart, AsksTheSystemInThisOrder) {
   EXPECT_THAT(recording.Calls(),
               ::testing::ElementsAre(
                   "socket 2 2 17", "socket 2 2 17",
-                  "bind 900 to 16 bytes: 02 00 00 35 7F 00 00 01 00 00 00 00 00 00 00 00",
+                  "bind 900 to 16 bytes: " IPV4_FAMILY " 00 35 7F 00 00 01 00 00 00 00 00 00 00 00",
                   "pthread_create thread_answer, default attributes, no argument",
                   "pthread_create thread_query, default attributes, no argument",
                   ::testing::StartsWith("write 1: "),  // the trace, before the wait

@@ -23,5 +23,13 @@ std::ostream& operator<<(std::ostream& out, const Wire& wire);
 /// `count` times the byte `value`.
 Wire Repeated(std::size_t count, char value);
 
+/// How a kept IPv4 address begins: with the family, which on macOS stands behind a length byte that
+/// the proxy leaves 0. A macro, to stand beside literals.
+#ifdef __APPLE__
+#define IPV4_FAMILY "00 02"
+#else
+#define IPV4_FAMILY "02 00"
+#endif
+
 /// The first `length` bytes at `bytes`, whatever they are: to look at records and buffers.
 Wire WireAt(const void* bytes, std::size_t length);

@@ -21,11 +21,26 @@ bool IsProxyItself(in_addr address) {
   return address.s_addr == htonl(INADDR_LOOPBACK) || address.s_addr == htonl(INADDR_ANY);
 }
 
+// Which addresses are this host's own without anybody who listens: each is looked up once, however
+// many lines have it.
+class OwnAddresses {
+ public:
+  bool IsOwnAndNobodyListens(in_addr address) {
+    const auto [known, is_new] = known_.insert({address.s_addr, false});
+    if (is_new) known->second = IsOwnAddress(address) && !SomebodyListens(address);
+    return known->second;
+  }
+
+ private:
+  std::unordered_map<in_addr_t, bool> known_;
+};
+
 bool IsLinkLocal(in_addr address) { return ntohl(address.s_addr) >> 16 == 0xA9FE; }
 
 // Errors and warnings about an address where no server can be, or none is. False when nothing else
 // should be said about it.
-bool CheckPlace(std::size_t line, const AddressReading& reading, Report& report) {
+bool CheckPlace(std::size_t line, const AddressReading& reading, OwnAddresses& own,
+                Report& report) {
   const in_addr address = reading.address;
   const std::string dotted = reading.Dotted();
   constexpr char kLost[] = "a query that comes to it is dropped or never answered";
@@ -46,7 +61,7 @@ bool CheckPlace(std::size_t line, const AddressReading& reading, Report& report)
   if (IsLinkLocal(address)) {
     report.Warning(line, dotted + " is a link-local address",
                    "unless a server on the same link has it, " + std::string(kLost));
-  } else if (IsOwnAddress(address) && !SomebodyListens(address)) {
+  } else if (own.IsOwnAndNobodyListens(address)) {
     report.Warning(line, dotted + " is an address of this host, and nobody listens at its port 53",
                    "as long as it is so, a query that comes to it is never answered");
   }
@@ -77,14 +92,14 @@ void CheckSpelling(std::size_t line, std::string_view raw, const AddressReading&
 }
 
 void CheckServer(std::size_t line, std::string_view raw, const std::string& entry,
-                 FirstLines& first_lines, Report& report) {
+                 FirstLines& first_lines, OwnAddresses& own, Report& report) {
   const AddressReading reading = ReadAddress(entry);
   if (!reading.accepted) {
     report.Error(line, WhatIsNoServer(entry), kDropped);
     return;
   }
   CheckSpelling(line, raw, reading, report);
-  if (!CheckPlace(line, reading, report)) return;
+  if (!CheckPlace(line, reading, own, report)) return;
   const auto [first, is_new] = first_lines.insert({reading.address.s_addr, line});
   if (!is_new) {
     report.Warning(line, reading.Dotted() + " again, after line " + std::to_string(first->second),
@@ -106,9 +121,10 @@ void CheckServers(const ServerFileText& file, Report& report) {
   const CarriageReturns returns(file.text);
   if (returns.EndEveryLine(report)) return;
   FirstLines first_lines;
+  OwnAddresses own;
   for (std::size_t at = 0; at < file.servers.size(); ++at) {
     returns.Check(at + 1, report);
-    CheckServer(at + 1, file.text.lines[at], file.servers[at], first_lines, report);
+    CheckServer(at + 1, file.text.lines[at], file.servers[at], first_lines, own, report);
   }
 }
 

@@ -1,7 +1,10 @@
 """The packaging tests where a system cannot be booted: one sentence for each, and nothing is left."""
 
 import os
+import re
 import subprocess
+
+import pytest
 
 from checkout import REPOSITORY
 
@@ -15,6 +18,17 @@ IN_A_CHANGED_ROOT = """\
 mkdir "$TMPDIR/root"
 mount --rbind / "$TMPDIR/root"
 exec chroot "$TMPDIR/root" "$@"
+"""
+# As those who build packages do it: what the kernel shows, but no control groups.
+IN_A_PLAIN_CHROOT = """\
+root=$TMPDIR/root
+mkdir "$root"
+mount --bind / "$root"
+mount -t proc proc "$root/proc"
+mount -t sysfs sysfs "$root/sys"
+mount --bind /dev "$root/dev"
+mount --bind "$TMPDIR" "$root/$TMPDIR"
+exec chroot "$root" "$@"
 """
 COMMANDS_IN_A_COPY = """\
 import pathlib, subprocess, sys
@@ -42,15 +56,17 @@ def run_within(script, folder, *command):
     )  # fmt: skip
 
 
-def test_without_control_groups_of_version_2_each_ends_in_one_sentence(tmp_path):
-    command = ["/usr/bin/python3", "-m", "pytest", "-q", "-p", "no:cacheprovider", "-x"]
-    tests = REPOSITORY / "tests/packaging/test_booted_service.py"
-    result = run_within(WITHOUT_CONTROL_GROUPS, tmp_path / "temporary", *command, tests)
+@pytest.mark.parametrize("script", [WITHOUT_CONTROL_GROUPS, IN_A_PLAIN_CHROOT], ids=["a machine", "a plain chroot"])
+def test_without_control_groups_of_version_2_each_ends_in_one_sentence(tmp_path, script):
+    command = ["/usr/bin/python3", "-m", "pytest", "-q", "-p", "no:cacheprovider"]
+    tests = [REPOSITORY / f"tests/packaging/test_booted_{name}.py" for name in ("service", "guard")]
+    result = run_within(script, tmp_path / "temporary", *command, *tests)
 
     assert result.returncode == 1
-    assert "\nA system cannot be booted here: there are no control groups of version 2.\n" in result.stdout
-    assert "Traceback" not in result.stdout and "StopIteration" not in result.stdout
-    assert list((tmp_path / "temporary").iterdir()) == []
+    sentence = "\nA system cannot be booted here: there are no control groups of version 2.\n"
+    assert result.stdout.count(sentence) == int(re.search(r"^(\d+) errors in", result.stdout, re.MULTILINE)[1])
+    assert not re.search("Traceback|StopIteration|another exception", result.stdout)
+    assert [path for path in (tmp_path / "temporary").iterdir() if path.name != "root"] == []
 
 
 def test_commands_reach_the_copy_and_not_the_root_of_the_machine(tmp_path):

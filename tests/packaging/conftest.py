@@ -30,10 +30,13 @@ def pytest_configure(config):
 @pytest.fixture(scope="session")
 def system_copies():
     """To be asked for before the package, which takes long to build: copies of this machine's system run here."""
+    reason = None
     try:
         need_a_copy_that_starts()
     except harness.CannotTest as error:
-        pytest.fail(str(error), pytrace=False)
+        reason = str(error)  # to be said alone, not as what came of the exception
+    if reason:
+        pytest.fail(reason, pytrace=False)
 
 
 @pytest.fixture(scope="session")

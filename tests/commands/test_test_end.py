@@ -5,7 +5,6 @@ import pathlib
 import pty
 import select
 import signal
-import time
 
 import pytest
 
@@ -16,10 +15,11 @@ STUBBORN = """\
 import pathlib, signal, subprocess, sys, time
 signal.signal(signal.SIGINT, signal.SIG_IGN)
 signal.signal(signal.SIGTERM, signal.SIG_IGN)
-folder = pathlib.Path(sys.argv[0]).resolve().parents[1] / "build"
-(folder / "mounted").mkdir()
-subprocess.run(["mount", "-t", "tmpfs", "tmpfs", folder / "mounted"], check=True)
-sleeper = f"import pathlib, time; pathlib.Path({str(folder / 'started')!r}).touch(); time.sleep(4000.25)"
+script = pathlib.Path(sys.argv[0]).resolve()
+folder, name = script.parents[1] / "build", script.stem
+(folder / f"{name}.mounted").mkdir()
+subprocess.run(["mount", "-t", "tmpfs", "tmpfs", folder / f"{name}.mounted"], check=True)
+sleeper = f"import pathlib, time; pathlib.Path({str(folder / f'{name}.started')!r}).touch(); time.sleep(4000.25)"
 subprocess.Popen([sys.executable, "-c", sleeper], start_new_session=True)
 time.sleep(4000.25)
 """
@@ -65,21 +65,31 @@ class Typed:
 
 @pytest.fixture
 def stubborn(checkout):
-    """A checkout whose step `layers` does not end by itself, nor by a signal that can be ignored."""
-    (checkout.top / "tests/layers.py").write_text(STUBBORN)
+    """A checkout whose steps `layers` and `messages` do not end by themselves, nor by a signal that can be ignored."""
+    for name in ("layers", "messages"):
+        (checkout.top / f"tests/{name}.py").write_text(STUBBORN)
     return checkout
 
 
-def test_ctrl_c_ends_the_run_with_one_line_and_leaves_no_process_and_no_mount(stubborn):
-    run = Typed(stubborn, "layers", "messages")
-    wait_until((stubborn.build / "started").exists, "the step's second process")
+@pytest.mark.parametrize(
+    ("arguments", "running", "words"),
+    [
+        (["layers", "messages"], ["layers"], "layers was running"),
+        (["--lanes=2", "layers", "messages"], ["layers", "messages"], "layers, messages were running"),
+    ],
+    ids=["one step", "two steps side by side"],
+)
+def test_ctrl_c_ends_the_run_with_one_line_and_leaves_no_process_and_no_mount(stubborn, arguments, running, words):
+    run = Typed(stubborn, *arguments)
+    for name in running:
+        wait_until((stubborn.build / f"{name}.started").exists, f"the second process of {name}")
     run.type(CTRL_C)
-    start = time.monotonic()
     shown, status = run.shown_until_end()
 
     assert status == 130
-    assert shown.replace("^C", "") == "running layers\rtest: ended by Ctrl-C while layers was running\r\n"
+    assert shown.replace("^C", "").endswith(f"running {', '.join(running)}\rtest: ended by Ctrl-C while {words}\r\n")
+    assert shown.count("\n") == 1
     assert processes_with("4000.25") == []
     assert processes_with(str(stubborn.top)) == []
-    assert not os.path.ismount(stubborn.build / "mounted")
-    assert time.monotonic() - start < deadline_seconds()
+    for name in running:
+        assert not os.path.ismount(stubborn.build / f"{name}.mounted")

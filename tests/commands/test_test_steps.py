@@ -137,12 +137,14 @@ def test_temporary_files_of_a_step_are_gone_with_the_run(checkout):
 
 def test_nothing_of_root_stays_in_the_tree_of_another(checkout):
     trivial(checkout, "tests/e2e")
+    script(checkout, "tests/layers.py", "import os\nos.makedirs('tools/workflows/node_modules/made')\n")
     for path in [checkout.top, *checkout.top.rglob("*")]:
         os.lchown(path, 12345, 12345)
 
     result = checkout.run("./test", "e2e", "layers")
 
     assert result.stdout.endswith("\n2 passed, 0 failed\n"), result.stdout
+    assert (checkout.top / "tools/workflows/node_modules/made").exists()
     assert [path for path in checkout.top.rglob("*") if path.lstat().st_uid == 0] == []
 
 
@@ -162,3 +164,98 @@ def test_build_folder_of_another_gets_one_sentence(checkout):
 def test_name_that_is_no_step_is_refused(checkout):
     result = checkout.run("./test", "e3e")
     assert (result.returncode, result.stdout) == (1, "test: there is no step 'e3e': see ./test list\n")
+
+
+# A step that ends when the file of the other one is there, and makes its own.
+MEETING = """\
+import pathlib, sys, time
+mine, other = (pathlib.Path("build") / name for name in {names})
+mine.touch()
+end = time.monotonic() + 60
+while not other.exists() and time.monotonic() < end:
+    time.sleep(0.01)
+sys.exit(not other.exists())
+"""
+
+
+def meeting(checkout):
+    """The steps `layers` and `messages` can only pass side by side."""
+    script(checkout, "tests/layers.py", MEETING.format(names=["layers.there", "messages.there"]))
+    script(checkout, "tests/messages.py", MEETING.format(names=["messages.there", "layers.there"]))
+
+
+def test_steps_run_side_by_side_when_there_are_lanes(checkout):
+    meeting(checkout)
+    result = checkout.run("./test", "--lanes=2", "layers", "messages")
+    assert result.stdout.startswith("running layers\nrunning messages\nok      "), result.stdout
+    assert result.stdout.endswith("\n2 passed, 0 failed\n")
+
+
+def test_failure_beside_other_steps_is_told_and_counted(checkout):
+    script(checkout, "tests/layers.py", "import sys\nprint('the reason')\nsys.exit(1)\n")
+    result = checkout.run("./test", "--lanes=3", "layers", "messages", "format")
+    assert result.returncode == 1
+    assert re.search(r"^FAILED  layers +\d+ s, the end of build/test-logs/layers.log:\nthe reason\n", result.stdout, re.MULTILINE)
+    assert result.stdout.endswith("\n2 passed, 1 failed\n")
+
+
+def test_what_tests_a_build_waits_for_the_step_that_makes_it(checkout):
+    trivial(checkout, "tests/e2e", "tests/model")
+    checkout.stand_in("cmake", f'case $1 in --build) sleep 0.5 ;; esac\n{CMAKE}')
+    result = checkout.run("./test", "--lanes=4", "build-gcc", "e2e", "layers", "model")
+    told = [line.split()[:2] for line in result.stdout.splitlines()]
+    assert told.index(["ok", "build-gcc"]) < told.index(["running", "e2e"]) < told.index(["running", "model"]), result.stdout
+    assert told.index(["running", "layers"]) < told.index(["ok", "build-gcc"])
+    assert result.stdout.endswith("\n4 passed, 0 failed\n")
+
+
+def test_a_run_configures_each_build_once(checkout):
+    trivial(checkout, "tests/e2e", "tests/model")
+    checkout.run("./test", "e2e", "model")
+    assert [line.split()[1] for line in checkout.asked_of_cmake()] == ["--preset", "--build", "--build"]
+
+
+@pytest.mark.parametrize("lanes", ["0", "ten", ""])
+def test_lanes_are_a_number(checkout, lanes):
+    result = checkout.run("./test", f"--lanes={lanes}", "layers")
+    assert result.stdout == "test: --lanes is a number from 1 to 9: how many steps run at a time\n"
+    assert result.returncode == 1
+
+
+def test_steps_side_by_side_have_a_home_and_temporary_files_of_their_own(checkout):
+    for step in ("layers", "messages"):
+        script(checkout, f"tests/{step}.py", "import os\nprint(os.environ['HOME'], os.environ['TMPDIR'])\n")
+    checkout.run("./test", "--lanes=2", "layers", "messages")
+    folders = [(checkout.build / f"test-logs/{step}.log").read_text().split() for step in ("layers", "messages")]
+    assert len({folder for of_step in folders for folder in of_step}) == 4
+
+
+def test_without_a_place_for_temporary_files_nothing_is_run_or_removed(checkout):
+    result = checkout.run("env", "TMPDIR=/nowhere", "./test", "layers")
+    assert result.returncode == 1
+    assert result.stdout.endswith("\ntest: there can be no folder for temporary files in /nowhere\n"), result.stdout
+    assert (checkout.top / "tests/layers.py").exists()
+
+
+NOTES_ITS_COMMAND = """\
+#!/bin/bash
+exec 9>>build/contained
+flock 9
+echo "HOME=$HOME guarded=${2//$'\\n'/,} ${*: -1}" >>build/contained
+"""
+
+
+def test_every_step_of_a_whole_run_is_contained(checkout):
+    """Each goes the way that keeps HOME and the logs as they are, whatever it starts."""
+    (checkout.top / "tools/testing/contained").write_text(NOTES_ITS_COMMAND)
+    steps = checkout.run("./test", "list", "--system=Linux").stdout.splitlines()
+    steps = [step for step in steps if not step.startswith("left out ")]
+
+    result = checkout.run("./test")
+
+    assert result.stdout.endswith(f"\n{len(steps)} passed, 0 failed\n"), result.stdout
+    contained = (checkout.build / "contained").read_text().splitlines()
+    assert len(contained) == len(steps)
+    told = [re.match(r"HOME=(\S+) guarded=(\S+) ", line).groups() for line in contained]
+    assert sorted(pathlib.Path(home).name for home, _ in told) == sorted(f"home-{step}" for step in steps)
+    assert all({str(checkout.home), "/var/log"} <= set(guarded.split(",")) for _, guarded in told)

@@ -9,23 +9,35 @@ python=/usr/bin/python3
 [ ! -x build/python/bin/python3 ] || python=build/python/bin/python3
 readonly python
 
-configure() {  # PRESET
-  local folder=build/$1
-  [ "$1" != release ] || folder=build
-  forget_moved_sources "$folder"
+folder_of() { if [ "$1" = release ]; then echo build; else echo "build/$1"; fi; }
+
+# configure PRESET: once in a run of ./test, however many steps need it.
+configure() {
+  local said done_already=${RUN_FOLDER:-}/configured-$1
+  [ -z "${RUN_FOLDER:-}" ] || [ ! -e "$done_already" ] || return 0
+  forget_moved_sources "$(folder_of "$1")"
   # Where the compiler has changed, CMake forgets all that the preset says, and needs to be told again.
-  local said
   said=$(cmake --preset "$1" 2>&1) && { [[ $said != *"variables have changed"* ]] || said=$(cmake --preset "$1" 2>&1); } ||
     {
       echo "$said"
       return 1
     }
+  [ -z "${RUN_FOLDER:-}" ] || touch "$done_already"
+}
+
+# locked NAME COMMAND...: one of those with this name at a time, of the steps that run side by side.
+locked() {
+  (
+    mkdir -p build && exec {lock}>"build/$1.lock" || exit 1
+    ! command -v flock >/dev/null || flock "$lock"
+    "${@:2}"
+  )
 }
 
 # build PRESET [TARGET...]: without targets, all of it.
-build() {
-  local targets=("${@:2}")
-  configure "$1" && cmake --build --preset "$1" -j "$(processors)" ${targets[@]:+--target "${targets[@]}"}
+build() { locked "$1" configure_and_build "$@"; }
+configure_and_build() {
+  configure "$1" && cmake --build "$(folder_of "$1")" -j "$(processors)" ${2:+--target "${@:2}"}
 }
 
 # with PRESET TARGET... -- COMMAND...: builds what the command tests, then runs it.
@@ -40,18 +52,21 @@ with() {
   build "$preset" "${targets[@]}" && "$@"
 }
 
-# The tests that need nothing of their own but a build folder; as many at once as there are processors.
+# unit_tests FOLDER [CTEST_OPTION...]: the tests that need nothing of their own but a build folder; as many at
+# once as there are processors.
 unit_tests() {
-  ctest --test-dir "$1" -R '(unit_tests$|^fuzz_corpus_)' -j "$(processors)" --output-on-failure --no-tests=error
+  ctest --test-dir "$1" -R '(unit_tests$|^fuzz_corpus_)' "${@:2}" -j "$(processors)" --output-on-failure --no-tests=error
 }
 
 pytest() { "$python" -m pytest -q -p no:cacheprovider "$@"; }
 # Files side by side: each process is in a network and a file tree of its own.
 pytest_side_by_side() { pytest -n "$(processors)" "$@"; }
-# The same against the program of a sanitizer build, which is slower.
+# The same against the program of a sanitizer build.
 pytest_on() {
-  DNS_PROXY_BINARY="$PWD/$1/dns_proxy_mac" DNS_PROXY_DEADLINE=30 pytest_side_by_side "${@:2}"
+  DNS_PROXY_BINARY="$PWD/$1/dns_proxy_mac" pytest_side_by_side "${@:2}"
 }
+# For tests that mostly wait, for a silent server say.
+pytest_waiting() { pytest -n $((3 * $(processors))) "$@"; }
 
 # The companion's, but for two tests of memory, of which a sanitizer takes its own part.
 companion_on() {
@@ -59,14 +74,15 @@ companion_on() {
     -k "not memory_that_the_system_refuses and not long_names_take_bounded_memory"
 }
 
+# But for the test in which dns_proxy_upstream has no part.
 upstream_on() {
-  DNS_PROXY_UPSTREAM_BINARY="$PWD/$1/dns_proxy_upstream" pytest_on "$1" tests/upstream
+  DNS_PROXY_BINARY="$PWD/$1/dns_proxy_mac" DNS_PROXY_UPSTREAM_BINARY="$PWD/$1/dns_proxy_upstream" \
+    pytest_waiting tests/upstream -k "not without_it_many_are_not"
 }
 
 # Under clang's sanitizers: the tests of the page without a browser.
 page_on() {
-  "$1/tests/page/page_unit_tests" && DNS_PROXY_BINARY="$PWD/$1/dns_proxy_mac" DNS_PROXY_PAGE="$PWD/$1/dns_proxy_page" DNS_PROXY_DEADLINE=30 \
-    tests/page/run -k "not browser and not size"
+  DNS_PROXY_PAGE="$PWD/$1/dns_proxy_page" DNS_PROXY_CTL="$PWD/$1/dns_proxy_ctl" pytest_on "$1" tests/page -k "not browser and not size"
 }
 
 # With a compiler and CMake alone: no GoogleTest, no benchmarks, no CLI11, no c-ares, no other generator.
@@ -88,6 +104,6 @@ linted() {
   sources | grep -E '^\./(dns_proxy_mac|common/(configuration|output|platform)|companion/(check|probe|status|watch))/.*\.cpp$'
 }
 check_lint() {
-  configure clang &&
+  locked clang configure clang &&
     linted | xargs -n 3 -P "$(processors)" clang-tidy-14 -p build/clang --quiet
 }

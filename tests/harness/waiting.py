@@ -8,8 +8,7 @@ from .commands import CannotTest
 DEADLINE_VARIABLE = "DNS_PROXY_DEADLINE"
 DEFAULT_DEADLINE_SECONDS = 5.0
 LONGEST_DEADLINE_SECONDS = 3600
-FIRST_PAUSE_SECONDS = 0.001
-LONGEST_PAUSE_SECONDS = 0.02  # looking more often, several tests side by side keep each other from going on
+POLL_SECONDS = 0.001
 
 
 def deadline_seconds():
@@ -30,9 +29,7 @@ def wait_until(condition, what):
     Only for what no descriptor can report: the end of a thread of another process, a growing file.
     """
     end = time.monotonic() + deadline_seconds()
-    pause = FIRST_PAUSE_SECONDS
     while not condition():
         if time.monotonic() > end:
             raise AssertionError(f"waited {deadline_seconds():g} s in vain for: {what}")
-        time.sleep(pause)
-        pause = min(pause * 1.5, LONGEST_PAUSE_SECONDS)
+        time.sleep(POLL_SECONDS)

@@ -8,7 +8,7 @@ import pytest
 from installed import BUILD, REPOSITORY
 
 PAGES = sorted((REPOSITORY / "packaging/man").iterdir())
-COMMANDS = ["check", "probe", "trace", "watch", "guard", "upstream", "status", "name", "list"]
+COMMANDS = ["check", "probe", "trace", "watch", "guard", "on", "off", "upstream", "status", "name", "list"]
 
 
 def names(pages):

@@ -10,6 +10,7 @@ from installed import REPOSITORY, UNITS, launchd_files
 SERVICES = [
     "dns_proxy_mac",
     "dns_proxy_mac-watch",
+    "dns_proxy_mac-host",
     "dns_proxy_mac-edited",
     "dns_proxy_mac-apply",
     "dns_proxy_mac-unstarted",
@@ -22,6 +23,7 @@ INSTALLED = [
     "lib/systemd/system/dns_proxy_mac-apply.service",
     "lib/systemd/system/dns_proxy_mac-edited.path",
     "lib/systemd/system/dns_proxy_mac-edited.service",
+    "lib/systemd/system/dns_proxy_mac-host.service",
     "lib/systemd/system/dns_proxy_mac-names@.path",
     "lib/systemd/system/dns_proxy_mac-unstarted.service",
     "lib/systemd/system/dns_proxy_mac-watch.service",

@@ -73,6 +73,7 @@ int RunOff() {
     Print("The host is as it was: dns_proxy_ctl on has changed nothing.\n");
     return kOk;
   }
+  StopKeeper(places);
   return Tell(TurnHostOff(places), "The host is as it was before.");
 }
 

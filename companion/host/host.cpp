@@ -87,7 +87,8 @@ HostOutcome TurnHostOff(const HostPlaces& places, bool for_now) {
   HostOutcome outcome;
   if (for_now && !HostIsWantedOn(places)) return outcome;
   if (for_now) {
-    WriteTextFile(places.State(kOffForNow), "");
+    const std::string problem = WriteTextFile(places.State(kOffForNow), "");
+    if (!problem.empty()) return Refusal(places.State(kOffForNow) + ": " + problem + '.');
   } else {
     unlink(places.State(kWanted).c_str());
   }

@@ -9,6 +9,7 @@ namespace ctl {
 namespace {
 
 constexpr char kSystemctl[] = "/usr/bin/systemctl";
+constexpr char kKeeper[] = "dns_proxy_mac-host.service";
 
 // The command that tells the reader, its program with the full path.
 std::vector<std::string> CommandFor(const HostPlaces& places, Reader reader) {
@@ -48,9 +49,15 @@ std::string TellReader(const HostPlaces& places, Reader reader) {
   return "The command '" + words + "' has failed: run it once more.";
 }
 
+// One that runs from before sees a state folder that was removed since, so it is started anew.
 void StartKeeper(const HostPlaces& places) {
   if (!IsThere(places.At("/run/systemd/system"))) return;
-  RunProgram({places.At(kSystemctl), "--no-block", "start", "dns_proxy_mac-host.service"});
+  RunProgram({places.At(kSystemctl), "--no-block", "restart", kKeeper});
+}
+
+void StopKeeper(const HostPlaces& places) {
+  if (!IsThere(places.At("/run/systemd/system"))) return;
+  RunProgram({places.At(kSystemctl), "stop", kKeeper});
 }
 
 }  // namespace ctl

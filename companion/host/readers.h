@@ -11,7 +11,9 @@ namespace ctl {
 /// runs; otherwise a sentence that says what to do.
 std::string TellReader(const HostPlaces& places, Reader reader);
 
-/// Has the service manager start the service that keeps the host answered, where there is one.
+/// Has the service manager start, or end, the service that keeps the host answered, where there is
+/// one.
 void StartKeeper(const HostPlaces& places);
+void StopKeeper(const HostPlaces& places);
 
 }  // namespace ctl

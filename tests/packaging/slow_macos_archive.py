@@ -19,6 +19,7 @@ EXECUTABLE = 2
 CODE_SIGNATURE = 0x1D
 INSTALLED = [
     "/Library/LaunchDaemons/local.dns_proxy_mac.edited.plist",
+    "/Library/LaunchDaemons/local.dns_proxy_mac.host.plist",
     "/Library/LaunchDaemons/local.dns_proxy_mac.plist",
     "/Library/LaunchDaemons/local.dns_proxy_mac.watch.plist",
     "/etc/newsyslog.d/dns_proxy_mac.conf",
@@ -59,7 +60,12 @@ TOOLS_OF_MACOS = {
     "lsof": 'cat /who_has_port_53 2>/dev/null',
     "xattr": 'echo "$@" >>/xattr_was_asked',
 }  # fmt: skip
-LABELS = ["local.dns_proxy_mac", "local.dns_proxy_mac.watch", "local.dns_proxy_mac.edited"]
+LABELS = [
+    "local.dns_proxy_mac",
+    "local.dns_proxy_mac.watch",
+    "local.dns_proxy_mac.edited",
+    "local.dns_proxy_mac.host",
+]
 
 
 @pytest.fixture(scope="module")
@@ -176,7 +182,7 @@ def test_uninstall_keeps_the_configuration(mac):
 
     assert installed(mac) == []
     assert mac.file("/var/log/Varnok/dns").exists()
-    assert asked_of_launchd(mac)[-3:] == [f"bootout system/{label}" for label in reversed(LABELS)]
+    assert asked_of_launchd(mac)[-len(LABELS):] == [f"bootout system/{label}" for label in reversed(LABELS)]
     assert not list(mac.file("/loaded").iterdir())
 
 
@@ -229,7 +235,7 @@ def test_upgrade_replaces_a_running_version_and_removes_what_only_it_had(mac):
     run(mac, "/archive/install")
 
     assert installed(mac) == INSTALLED
-    assert asked_of_launchd(mac)[:3] == [f"bootout system/{label}" for label in LABELS]
+    assert asked_of_launchd(mac)[:len(LABELS)] == [f"bootout system/{label}" for label in LABELS]
     running = mac.file("/loaded/local.dns_proxy_mac").read_bytes()
     assert running == mac.file("/archive/files/usr/local/sbin/dns_proxy_mac").read_bytes()
     assert mac.file("/var/log/Varnok/dns").read_text() == "192.0.2.7\n"

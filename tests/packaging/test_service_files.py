@@ -155,7 +155,7 @@ def test_launchd_looks_for_edits_of_all_files(tmp_path):
 def test_launchd_files_are_named_after_their_labels(tmp_path):
     labels = launchd_files(tmp_path, "/usr/local")
     assert {path.stem for path in tmp_path.glob("*.plist")} == set(labels)
-    assert len(labels) == 5
+    assert len(labels) == 6
 
 
 def test_rotation_on_macos_ends_the_programs_whose_logs_it_renames():

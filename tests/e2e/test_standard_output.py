@@ -137,8 +137,8 @@ def test_service_ends_by_sigpipe_when_the_reader_of_its_pipe_goes_away():
         os.close(writing)
         assert read_exactly(reading, len(STARTED)).decode() == STARTED
         os.close(reading)
+        # Its lines are written by whichever worker has nothing to do first: before or behind the answer.
         app.send(query(1, "a"))
-        assert app.receive()[-4:] == from_hex("0A 00 00 01")
         assert proxy.process.wait(deadline_seconds()) == -signal.SIGPIPE
 
 

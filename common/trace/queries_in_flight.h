@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "common/trace/query.h"
+#include "common/trace/trace_event.h"
 
 namespace ctl {
 

@@ -15,17 +15,17 @@ namespace ctl {
 /// trace's order. The result does not depend on how the trace was cut.
 ///
 ///   TraceReader reader;
-///   Tally tally;                                  // the counts
-///   QueryRecords records(on_query);               // a record for each query
-///   reader.AddConsumer(tally);
-///   reader.AddConsumer(records);
+///   Tally tally(reader);  // the counts; a consumer of one's own adds itself likewise
 ///   while (...) reader.Feed(bytes, now);
 ///   reader.EndFile();
 ///
 /// Names of queries hold any byte, line feeds and whole lines of the trace too; no name can make
 /// the reader see a line that the proxy did not print. Lines that the proxy can't have printed, or
 /// can't have printed there, count as not understood and change nothing. Memory is bounded for any
-/// input.
+/// input. Two things it cannot tell. Where the proxy was killed in the middle of a name that holds
+/// the whole start of a run, it takes that for the next start. And a response that is forged before
+/// its query is sent may stand in front of the query's own lines: it then has a name that nothing
+/// has shown yet, and its lines count as not understood.
 ///
 /// To go on after a restart: keep the text of `Save()`, together with the file's identity, in the
 /// same transaction as what was made of the events. It may be called between any two calls. The

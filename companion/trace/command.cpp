@@ -13,8 +13,6 @@
 #include "common/trace/source.h"
 #include "common/trace/tally.h"
 #include "companion/commands.h"
-#include "companion/trace/progress_bar.h"
-#include "companion/trace/report.h"
 #include "companion/trace/views.h"
 
 namespace ctl {

@@ -1,6 +1,6 @@
 #include "common/output/json_writer.h"
 #include "common/output/shown_text.h"
-#include "companion/trace/report.h"
+#include "companion/trace/views.h"
 
 namespace ctl {
 namespace {

@@ -1,7 +1,6 @@
 #include "common/output/clock.h"
 #include "common/output/output.h"
 #include "common/output/shown_text.h"
-#include "companion/trace/report.h"
 #include "companion/trace/views.h"
 
 namespace ctl {

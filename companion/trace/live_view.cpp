@@ -2,13 +2,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
 #include "common/output/clock.h"
 #include "common/output/output.h"
 #include "common/output/shown_text.h"
-#include "companion/trace/report.h"
 #include "companion/trace/views.h"
 
 namespace ctl {
@@ -20,6 +20,9 @@ constexpr char kLeave[] = "\x1b[?25h\x1b[?1049l";
 constexpr char kHome[] = "\x1b[H";
 constexpr char kToLineEnd[] = "\x1b[K";
 constexpr char kToScreenEnd[] = "\x1b[J";
+
+constexpr std::uint64_t kLargeFile = 32 << 20;  // bytes; a smaller one is read in no time
+constexpr std::size_t kBarWidth = 30;
 
 constexpr unsigned short kUsualRows = 24;
 constexpr unsigned short kUsualColumns = 80;
@@ -87,6 +90,24 @@ void LiveView::Leave() {
 void LiveView::End(const Tally& tally) {
   Leave();
   for (const std::string& line : TextReport(tally, names_, kWidestReport)) Print(line + '\n');
+}
+
+ProgressBar::ProgressBar(std::uint64_t total_bytes)
+    : total_(total_bytes), is_wanted_(total_bytes >= kLargeFile && isatty(STDERR_FILENO) == 1) {}
+
+ProgressBar::~ProgressBar() {
+  if (is_drawn_) std::fputs("\r\x1b[K", stderr);
+}
+
+void ProgressBar::Update(std::uint64_t bytes, std::uint64_t lines) {
+  if (!is_wanted_ || MonotonicNow() < next_draw_) return;
+  next_draw_ = MonotonicNow() + kBetweenDraws;
+  const std::uint64_t read = std::min(bytes, total_);
+  const auto filled = static_cast<std::size_t>(read * kBarWidth / total_);
+  const std::string bar = std::string(filled, '#') + std::string(kBarWidth - filled, '.');
+  std::fprintf(stderr, "\r[%s] %3d%%  %s\x1b[K", bar.c_str(), static_cast<int>(read * 100 / total_),
+               Counted(lines, "line").c_str());
+  is_drawn_ = true;
 }
 
 }  // namespace ctl

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <deque>
 
-#include "common/trace/query.h"
+#include "common/trace/trace_event.h"
 #include "page/memory/query.h"
 
 namespace page {

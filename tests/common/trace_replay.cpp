@@ -16,19 +16,12 @@
 #include <random>
 #include <string>
 
-#include "common/trace/query_records.h"
 #include "common/trace/trace_reader.h"
 
 namespace {
 
 constexpr std::size_t kSmallPieces = 40;
 constexpr std::size_t kLargePieces = 5000;
-
-class Counts : public ctl::TraceConsumer {
- public:
-  void Take(const ctl::TraceEvent& event) override { ++of[static_cast<int>(event.kind)]; }
-  std::map<int, unsigned long> of;
-};
 
 struct Record {
   int outcome;
@@ -48,23 +41,32 @@ std::string Hexadecimal(const std::string& text) {
   return digits;
 }
 
+// The events that leave a query as it is then, or end it.
+bool ChangesQuery(ctl::TraceEventKind kind) {
+  switch (kind) {
+    case ctl::TraceEventKind::kAccepted:
+    case ctl::TraceEventKind::kAsked:
+    case ctl::TraceEventKind::kForwardFailed:
+    case ctl::TraceEventKind::kFoundInHostMap:
+    case ctl::TraceEventKind::kExhausted:
+    case ctl::TraceEventKind::kRelayed:
+    case ctl::TraceEventKind::kLost:
+    case ctl::TraceEventKind::kNotLost:
+    case ctl::TraceEventKind::kAnswerNotSent:
+      return true;
+    default:
+      return false;
+  }
+}
+
 // The reader of the moment, and what it has told so far.
-class Replay {
+class Replay : public ctl::TraceConsumer {
  public:
-  explicit Replay(std::string trace)
-      : trace_(std::move(trace)), records_consumer_([this](const auto& change) {
-          Record& record = records_[change.query.number];
-          record.outcome = static_cast<int>(change.query.outcome);
-          record.loss =
-              change.query.outcome == ctl::Outcome::kLost ? static_cast<int>(change.query.loss) : 0;
-          record.servers.clear();
-          for (const ctl::Try& asked : change.query.tries) {
-            const bool is_known = asked.server < reader_->servers().size();
-            record.servers += (is_known ? reader_->servers()[asked.server] : "?") + ' ';
-          }
-          record.name = change.query.name;
-        }) {
-    Begin();
+  explicit Replay(std::string trace) : trace_(std::move(trace)) { Begin(); }
+
+  void Take(const ctl::TraceEvent& event) override {
+    ++counts_[static_cast<int>(event.kind)];
+    if (ChangesQuery(event.kind) && event.query->number != 0) Keep(*event.query);
   }
 
   void ReadWhole() {
@@ -90,7 +92,7 @@ class Replay {
   }
 
   void Print() const {
-    for (const auto& [kind, count] : counts_.of) std::printf("kind %d %lu\n", kind, count);
+    for (const auto& [kind, count] : counts_) std::printf("kind %d %lu\n", kind, count);
     std::printf("lines %lu\nnot_understood %lu\nwaiting %zu\nunfinished %d\n",
                 static_cast<unsigned long>(reader_->lines()),
                 static_cast<unsigned long>(reader_->not_understood()), reader_->waiting(),
@@ -104,15 +106,25 @@ class Replay {
  private:
   void Begin() {
     reader_ = std::make_unique<ctl::TraceReader>();
-    reader_->AddConsumer(counts_);
-    reader_->AddConsumer(records_consumer_);
+    reader_->AddConsumer(*this);
+  }
+
+  void Keep(const ctl::Query& query) {
+    Record& record = records_[query.number];
+    record.outcome = static_cast<int>(query.outcome);
+    record.loss = query.outcome == ctl::Outcome::kLost ? static_cast<int>(query.loss) : 0;
+    record.servers.clear();
+    for (const ctl::Try& asked : query.tries) {
+      const bool is_known = asked.server < reader_->servers().size();
+      record.servers += (is_known ? reader_->servers()[asked.server] : "?") + ' ';
+    }
+    record.name = query.name;
   }
 
   std::string trace_;
   std::unique_ptr<ctl::TraceReader> reader_;
-  Counts counts_;
+  std::map<int, unsigned long> counts_;
   std::map<std::uint64_t, Record> records_;
-  ctl::QueryRecords records_consumer_;
 };
 
 }  // namespace

@@ -1,5 +1,5 @@
 #include <fcntl.h>
-#include <signal.h>
+#include <signal.h>  // NOLINT(modernize-deprecated-headers): the signals are the system's
 #include <unistd.h>
 
 #include <atomic>
@@ -19,14 +19,14 @@
 namespace page {
 namespace {
 
-constexpr std::int64_t kMegabyte = 1024 * 1024;
+constexpr std::int64_t kMegabyte = 1 << 20;
 
 // The far end of each pipe wakes a thread out of its wait.
 int g_StopPipe[2] = {-1, -1};
 int g_WakePipe[2] = {-1, -1};
 
 void Tell(const std::string& sentence) {
-  std::fprintf(stderr, "dns_proxy_page: %s\n", sentence.c_str());
+  static_cast<void>(std::fprintf(stderr, "dns_proxy_page: %s\n", sentence.c_str()));
 }
 
 void Stop(int /*signal*/) {
@@ -106,7 +106,7 @@ int Run(const Options& options) {
   Following following{store, live, options};
   std::thread follower([&following] { following.Run(); });
   std::printf("http://127.0.0.1:%d/\n", static_cast<int>(server.port()));
-  std::fflush(stdout);
+  static_cast<void>(std::fflush(stdout));
   server.Run([&routes](const Request& request) { return routes.Answer(request); },
              [&routes] { return routes.Events(); }, g_StopPipe[0]);
   following.is_to_end = true;

@@ -50,7 +50,7 @@ Fit LineReading::Choose(std::string_view text, bool is_all, LineFields& fields) 
   const bool can_grow = !is_all && text.size() < readings.front().size + kFarEnough;
   const LineFields* going_on = nullptr;
   std::size_t count_going_on = 0;
-  const LineFields* furthest = nullptr;
+  const LineFields* furthest = &readings.front();
   std::size_t furthest_end = 0;
   for (const LineFields& reading : readings) {
     std::size_t end = 0;
@@ -59,7 +59,7 @@ Fit LineReading::Choose(std::string_view text, bool is_all, LineFields& fields) 
       if (going_on == nullptr) going_on = &reading;
       ++count_going_on;
     }
-    if (furthest == nullptr || end > furthest_end) {
+    if (end > furthest_end) {
       furthest = &reading;
       furthest_end = end;
     }

@@ -1,4 +1,4 @@
-#include <signal.h>
+#include <signal.h>  // NOLINT(modernize-deprecated-headers): the signals are the system's
 #include <unistd.h>
 
 #include <cerrno>
@@ -45,7 +45,7 @@ void StopUntilContinued(FollowView& view) {
   g_IsToStop = 0;
   view.Suspend();
   Handle(SIGTSTP, SIG_DFL);
-  raise(SIGTSTP);
+  static_cast<void>(raise(SIGTSTP));
   Handle(SIGTSTP, NoteStop);
 }
 

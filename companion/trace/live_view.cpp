@@ -96,7 +96,7 @@ ProgressBar::ProgressBar(std::uint64_t total_bytes)
     : total_(total_bytes), is_wanted_(total_bytes >= kLargeFile && isatty(STDERR_FILENO) == 1) {}
 
 ProgressBar::~ProgressBar() {
-  if (is_drawn_) std::fputs("\r\x1b[K", stderr);
+  if (is_drawn_) static_cast<void>(std::fputs("\r\x1b[K", stderr));
 }
 
 void ProgressBar::Update(std::uint64_t bytes, std::uint64_t lines) {
@@ -105,8 +105,9 @@ void ProgressBar::Update(std::uint64_t bytes, std::uint64_t lines) {
   const std::uint64_t read = std::min(bytes, total_);
   const auto filled = static_cast<std::size_t>(read * kBarWidth / total_);
   const std::string bar = std::string(filled, '#') + std::string(kBarWidth - filled, '.');
-  std::fprintf(stderr, "\r[%s] %3d%%  %s\x1b[K", bar.c_str(), static_cast<int>(read * 100 / total_),
-               Counted(lines, "line").c_str());
+  static_cast<void>(std::fprintf(stderr, "\r[%s] %3d%%  %s\x1b[K", bar.c_str(),
+                                 static_cast<int>(read * 100 / total_),
+                                 Counted(lines, "line").c_str()));
   is_drawn_ = true;
 }
 

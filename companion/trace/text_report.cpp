@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t kLongestShownName = 60;
 
 std::string ShownName(const std::string& name) {
-  const std::string shown = Shown(name);
+  std::string shown = Shown(name);
   if (shown.size() <= kLongestShownName) return shown;
   return shown.substr(0, kLongestShownName - 3) + "...";
 }
@@ -37,8 +37,9 @@ class TextLines {
     const int count_width = columns_ < kUsualWidth ? 11 : 15;
     const int room = columns_ - count_width - 3;
     char row[160];
-    std::snprintf(row, sizeof(row), "  %-*.*s %*s", std::min(room, 42), std::min(room, 60),
-                  label.c_str(), count_width, Grouped(count).c_str());
+    static_cast<void>(std::snprintf(row, sizeof(row), "  %-*.*s %*s", std::min(room, 42),
+                                    std::min(room, 60), label.c_str(), count_width,
+                                    Grouped(count).c_str()));
     Add(row);
   }
   void AddServer(const std::string& address, const std::string& asked, const std::string& answers,
@@ -47,10 +48,10 @@ class TextLines {
     const int width = std::min(kUsualWidth, (columns_ - 15) / 4 - 1);
     std::string row;
     char cell[160];
-    std::snprintf(cell, sizeof(cell), "%-15.40s", address.c_str());
+    static_cast<void>(std::snprintf(cell, sizeof(cell), "%-15.40s", address.c_str()));
     row += cell;
     for (const std::string& count : {asked, answers, empty, waiting}) {
-      std::snprintf(cell, sizeof(cell), " %*s", width, count.c_str());
+      static_cast<void>(std::snprintf(cell, sizeof(cell), " %*s", width, count.c_str()));
       row += cell;
     }
     Add(row);

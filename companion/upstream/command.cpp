@@ -20,8 +20,8 @@ constexpr double kMicrosecondsInMillisecond = 1000.0;
 
 std::string Milliseconds(std::uint64_t microseconds) {
   char text[32];
-  std::snprintf(text, sizeof(text), "%.2f ms",
-                static_cast<double>(microseconds) / kMicrosecondsInMillisecond);
+  static_cast<void>(std::snprintf(text, sizeof(text), "%.2f ms",
+                                  static_cast<double>(microseconds) / kMicrosecondsInMillisecond));
   return text;
 }
 
@@ -31,14 +31,14 @@ std::string LocalTime(std::int64_t seconds) {
   std::tm parts{};
   localtime_r(&time, &parts);
   char text[32];
-  std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", &parts);
+  static_cast<void>(std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", &parts));
   return text;
 }
 
 void PrintServer(const ServerState& server) {
   char start[96];
-  std::snprintf(start, sizeof(start), "%s  %-15s  ", server.listens.c_str(),
-                server.address.empty() ? "-" : server.address.c_str());
+  static_cast<void>(std::snprintf(start, sizeof(start), "%s  %-15s  ", server.listens.c_str(),
+                                  server.address.empty() ? "-" : server.address.c_str()));
   const std::string health = HealthInWords(server);
   if (server.address.empty()) {
     Print(start + health + ": every query is answered \"server failure\" at once\n");

@@ -17,7 +17,8 @@ std::string IsoTime(std::int64_t milliseconds) {
   char text[40];
   const std::size_t size = std::strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%S", &parts);
   char fraction[8];
-  std::snprintf(fraction, sizeof(fraction), ".%03dZ", static_cast<int>(milliseconds % 1000));
+  static_cast<void>(
+      std::snprintf(fraction, sizeof(fraction), ".%03dZ", static_cast<int>(milliseconds % 1000)));
   return std::string(text, size) + fraction;
 }
 

@@ -10,7 +10,7 @@
 namespace page {
 namespace {
 
-constexpr std::size_t kStretch = 512 * 1024;
+constexpr std::size_t kStretch = 512 << 10;
 constexpr std::size_t kMostLines = 200;
 constexpr std::size_t kIntakeLines = 4;  // that lead up to the one that names the id
 constexpr std::string_view kFiled = "(line:464)FromAPP: the request domain is ";

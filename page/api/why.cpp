@@ -9,7 +9,8 @@ constexpr const char* kMadeUpAddress = "10.0.0.1";
 
 std::string InMilliseconds(std::int64_t microseconds) {
   char text[32];
-  std::snprintf(text, sizeof(text), "%.1f ms", static_cast<double>(microseconds) / 1000);
+  static_cast<void>(
+      std::snprintf(text, sizeof(text), "%.1f ms", static_cast<double>(microseconds) / 1000));
   return text;
 }
 

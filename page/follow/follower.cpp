@@ -13,7 +13,7 @@
 namespace page {
 namespace {
 
-constexpr std::size_t kPiece = 64 * 1024;
+constexpr std::size_t kPiece = 64 << 10;
 constexpr int kBetweenTriesMs =
     1000;  // for a file that can't be opened, and in case of missed news
 constexpr std::int64_t kMicroseconds = 1000;

@@ -25,7 +25,7 @@ class ProxyWatch {
   /// For a restart: the state, what ended a worker, and the servers' counts, as text.
   std::string Save() const;
   /// As it was for a text that `Save` has not made.
-  void Load(std::string_view saved);
+  void Load(std::string_view text);
 
  private:
   struct Server {

@@ -15,7 +15,7 @@ constexpr std::int64_t kTimeToAskMs = 10000;
 constexpr std::int64_t kTimeToTakeMs = 10000;  // since the client has taken a byte
 constexpr std::int64_t kTimeToLeaveMs = 1000;
 constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
-constexpr std::size_t kMostUntakenEvents = 512 * 1024;
+constexpr std::size_t kMostUntakenEvents = 512 << 10;
 #ifdef MSG_NOSIGNAL
 constexpr int kSendFlags = MSG_NOSIGNAL;
 #else

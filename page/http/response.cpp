@@ -74,7 +74,7 @@ std::string HeadOf(const Response& response, bool is_chunked) {
 
 std::string AsChunk(std::string_view piece) {
   char size[24];
-  std::snprintf(size, sizeof(size), "%zx\r\n", piece.size());
+  static_cast<void>(std::snprintf(size, sizeof(size), "%zx\r\n", piece.size()));
   return size + std::string(piece) + "\r\n";
 }
 

@@ -2,7 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
+#include <signal.h>  // NOLINT(modernize-deprecated-headers): the signals are the system's
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,7 +14,7 @@
 
 #include "common/output/clock.h"
 
-extern char** environ;
+extern char** environ;  // NOLINT(readability-redundant-declaration): macOS declares it nowhere
 
 namespace page {
 namespace {
@@ -22,7 +22,7 @@ namespace {
 constexpr int kMostMs = 5000;
 constexpr std::size_t kMostBytes = 4 << 20;
 constexpr std::size_t kMostEntries = 50;  // of each list in a report
-constexpr std::size_t kMostReportBytes = 64 * 1024;
+constexpr std::size_t kMostReportBytes = 64 << 10;
 constexpr int kMostLevels = 16;
 
 std::array<int, 2> MakePipe() {

@@ -7,6 +7,6 @@
 namespace page {
 
 /// The counts of the last 24 hours as they are remembered.
-DayCounts LoadDay(const std::string& database);
+DayCounts LoadDay(const std::string& path);
 
 }  // namespace page

@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::int64_t kHourMs = 3600000;
 constexpr std::int64_t kBetweenPrunesMs = 60000;
-constexpr std::int64_t kLogBytes = 8 * 1024 * 1024;  // what the write-ahead log may take
-constexpr std::int64_t kLeastBytes = 4 * 1024 * 1024;
+constexpr std::int64_t kLogBytes = 8 << 20;  // what the write-ahead log may take
+constexpr std::int64_t kLeastBytes = 4 << 20;
 constexpr std::int64_t kBytesOfRow =
     3;  // in the database for each byte of a batch, indices included
 constexpr std::int64_t kMostDeleted = 20000;  // queries at a time: a few tens of milliseconds
@@ -41,7 +41,7 @@ void Store::OpenDatabase() { open_ = std::make_unique<Open>(path_); }
 void Store::BeginAnew(const std::string& why) {
   open_.reset();
   const std::string aside = path_ + ".damaged";
-  std::rename(path_.c_str(), aside.c_str());
+  static_cast<void>(std::rename(path_.c_str(), aside.c_str()));
   for (const char* companion : kCompanions) unlink((path_ + companion).c_str());
   OpenDatabase();
   ++generation_;

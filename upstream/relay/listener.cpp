@@ -52,6 +52,7 @@ bool MayAsk(const sockaddr_in& sender) {
 
 Listener::Listener(EventLoop& loop, Queries& queries) : loop_(loop), queries_(queries) {
   for (std::size_t place = 0; place < sockets_.size(); ++place) {
+    // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): there are as many addresses as sockets
     sockets_[place] = OpenSocket(kListenAddresses[place]);
     loop_.Watch(sockets_[place], true, false, *this);
   }

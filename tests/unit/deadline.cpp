@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr unsigned kPatienceSeconds = 100;
+constexpr unsigned kPatienceSeconds = 250;
 
 class Deadline : public testing::EmptyTestEventListener {
  public:

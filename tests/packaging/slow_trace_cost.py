@@ -15,8 +15,8 @@ from attack import server
 PROXY = "dns_proxy_mac.service"
 WATCH = "dns_proxy_mac-watch.service"
 DROP_IN = "/etc/systemd/system/dns_proxy_mac.service.d/trace.conf"
-TURNS = 5
-SECONDS = 1  # the trace of so long fits into half a file
+TURNS = 9
+SECONDS = 0.25  # the trace of so long fits into half a file
 LEAST_SHARE = 0.8
 LONGEST_WAIT_SECONDS = 0.1
 DAYS, QUERIES_A_DAY, QUERIES_A_SECOND = 7, 100_000, 15_000

@@ -16,17 +16,17 @@ SECONDS_FOR_AN_ANSWER = 0.02
 TOO_SHORT = bytes(11)
 
 
-def answer_now(datagram):
-    """The proxy's answer if it comes at once; None otherwise."""
+def answer_now(datagram, seconds=SECONDS_FOR_AN_ANSWER):
+    """The proxy's answer if it comes within so long; None otherwise."""
     with Application() as application:
         application.send(datagram)
-        if select.select([application.socket], [], [], SECONDS_FOR_AN_ANSWER)[0]:
+        if select.select([application.socket], [], [], seconds)[0]:
             return application.receive()
     return None
 
 
-def is_answering():
-    return answer_now(MAPPED_NAME) == ITS_ANSWER
+def is_answering(seconds=SECONDS_FOR_AN_ANSWER):
+    return answer_now(MAPPED_NAME, seconds) == ITS_ANSWER
 
 
 def wait_for_answers():

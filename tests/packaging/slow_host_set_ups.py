@@ -19,6 +19,11 @@ ASK_FOR_MAPPED_NAME = "import socket; print(socket.getaddrinfo('proxy.example', 
 LEASE_RECORD = "lease {\\n  interface \"lo\";\\n  option domain-name-servers %s;\\n}\\n" % NEXT_SERVER
 DHCPCD = "if_up=true if_down=false if_configured=true ifname=lo.dhcp protocol=dhcp /usr/lib/dhcpcd/dhcpcd-run-hooks"
 
+CONNECTION = (
+    "nmcli connection add type veth ifname nm0 con-name nm0 veth.peer nm1"
+    " ipv4.method manual ipv4.addresses 10.79.0.2/24 ipv4.dns"
+)
+
 
 class SetUp:
     """How the host comes to its first server, and to its next one while it asks the proxy."""
@@ -35,6 +40,12 @@ SET_UPS = [
         f"mkdir -p /etc/systemd/resolved.conf.d && printf '[Resolve]\\nDNS={SERVER}\\n' >/etc/systemd/resolved.conf.d/a.conf"
         " && systemctl restart systemd-resolved",
         resolver="../run/systemd/resolve/stub-resolv.conf",
+    ),
+    SetUp(
+        "network-manager",
+        f"systemctl start dbus NetworkManager && {CONNECTION} {SERVER} && ip link set nm1 up && nmcli connection up nm0",
+        f"nmcli connection modify nm0 ipv4.dns {NEXT_SERVER} && nmcli connection up nm0",
+        is_told=True,
     ),
     SetUp(
         "resolvconf",

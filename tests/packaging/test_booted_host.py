@@ -94,6 +94,17 @@ def test_host_stays_on_where_that_is_turned_off(system):
     system.run("systemctl", "unmask", KEEPER)
 
 
+def test_upgrade_leaves_the_host_on_and_off_puts_it_back(system, package):
+    turn_on(system)
+    system.run("dpkg", "--install", system.take(package))
+    wait_for_answers()
+    assert resolver_file(system) == OURS
+    wait_until(lambda: system.state(KEEPER) == "active", "what keeps the host answered")
+
+    system.run("dns_proxy_ctl", "off")
+    assert is_as_before(system)
+
+
 def test_removal_puts_the_host_back(system):
     turn_on(system)
     system.run("dpkg", "--remove", "dns-proxy-mac")

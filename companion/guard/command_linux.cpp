@@ -1,5 +1,8 @@
 #if defined(__linux__)
 
+#include <signal.h>  // NOLINT(modernize-deprecated-headers): kill is the system's
+
+#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <optional>
@@ -20,6 +23,10 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kLongestStart(10);
 constexpr std::chrono::milliseconds kBetweenLooks(2);
 
+// What starts a program takes it for started as soon as the old program's descriptors are closed.
+// The name and the arguments are the new program's only when that is loaded.
+constexpr std::chrono::seconds kLongestLoading(5);
+
 int Refuse(const std::string& why) {
   Complain("The proxy's sockets are not guarded: " + why + '.');
   return kNo;
@@ -27,11 +34,17 @@ int Refuse(const std::string& why) {
 
 std::string Named(const Process& proxy) { return "process " + std::to_string(proxy.pid); }
 
+bool Exists(pid_t pid) { return kill(pid, 0) == 0 || errno != ESRCH; }
+
 std::optional<Process> Find(pid_t pid) {
   if (pid == 0) return FindProxy();
-  for (const Process& process : ProcessesNamedAsProxy()) {
-    if (process.pid == pid) return process;
-  }
+  const Clock::time_point end = Clock::now() + kLongestLoading;
+  do {
+    for (const Process& process : ProcessesNamedAsProxy()) {
+      if (process.pid == pid) return process;
+    }
+    std::this_thread::sleep_for(kBetweenLooks);
+  } while (Exists(pid) && Clock::now() < end);
   return std::nullopt;
 }
 

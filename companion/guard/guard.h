@@ -14,8 +14,8 @@ namespace ctl {
 /// stay open.
 class ProxySockets {
  public:
-  /// Gets them from outside, once the proxy has bound its port. Empty when it has not, or when the
-  /// system refuses: `refusal` is then the call and its error.
+  /// Gets them from outside, once the proxy has bound its port. Empty when it has not or has ended,
+  /// or when the system refuses: `refusal` is then the call and its error.
   static std::optional<ProxySockets> Of(const Process& proxy, std::string& refusal);
 
   ProxySockets(ProxySockets&& other) noexcept;

@@ -29,7 +29,12 @@ namespace {
 constexpr int kNone = -1;
 constexpr std::uint16_t kPort = 53;
 
-std::string Refusal(const char* call) { return std::string(call) + ": " + std::strerror(errno); }
+// The call and its error; empty when the process has only ended meanwhile, as all three calls say
+// in their own ways.
+std::string Refusal(const char* call) {
+  if (errno == ESRCH || errno == ENOENT) return "";
+  return std::string(call) + ": " + std::strerror(errno);
+}
 
 // In the order in which they were opened, as far as none was closed in between.
 std::vector<int> DescriptorsOf(pid_t pid, std::string& refusal) {

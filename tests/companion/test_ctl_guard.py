@@ -48,7 +48,7 @@ def guarded(*arguments, dns=f"{SERVER}\n".encode(), hostmap=HOST_MAP):
 
 
 def wait_until_it_waits(process):
-    """`guard` sleeps between two looks at a proxy that has not bound its port, and at no other time."""
+    """`guard` sleeps between two looks at a process that is no serving proxy yet, and at no other time."""
     with open(f"/proc/{process.pid}/syscall", encoding="ascii") as file:
         wait_until(lambda: file.seek(0) == 0 and file.read().split()[0] == SLEEP_CALL, "the wait for the proxy")
 
@@ -144,36 +144,55 @@ def test_removed_guard_keeps_nothing_out():
         wait_until(lambda: proxy.threads() == threads[:-1], "the end of intake")
 
 
-def test_proxy_that_is_being_started_is_waited_for():
+@contextlib.contextmanager
+def held_up_while_it_reads_its_files(**options):
+    """A proxy that runs and has not bound its port, and the end of its host map that it waits for."""
     write_configuration(dns=None, hostmap=None)
     os.mkfifo(HOSTMAP_FILE)
-    with Proxy(keep_configuration=True) as proxy:
-        early = ctl.start("guard", str(proxy.pid))
-        wait_until_it_waits(early)
+    with Proxy(keep_configuration=True, **options) as proxy:
         writer = os.open(HOSTMAP_FILE, os.O_WRONLY)  # returns when the proxy reads
         HOSTMAP_FILE.unlink()
-        assert early.poll() is None
+        yield proxy, writer
+        proxy.kill()
+
+
+def assert_guarded():
+    with Application() as application:
+        application.send(b"x")
+        assert answer_from_host_map(application) == bytes([10, 0, 0, 1])
+
+
+def test_proxy_that_is_being_started_is_waited_for():
+    with held_up_while_it_reads_its_files() as (proxy, writer):
+        early = ctl.start("guard", str(proxy.pid))
+        wait_until_it_waits(early)
         os.write(writer, HOST_MAP)
         os.close(writer)
         assert early.wait(deadline_seconds()) == 0
-        with Application() as application:
-            application.send(b"x")
-            assert answer_from_host_map(application) == bytes([10, 0, 0, 1])
+        assert_guarded()
+
+
+def test_process_that_becomes_the_proxy_is_waited_for(tmp_path):
+    write_configuration(dns=None, hostmap=HOST_MAP)
+    start = tmp_path / "start"
+    os.mkfifo(start)
+    waiting = ("bash", "-c", 'read -r <"$0"; exec "$1"', str(start))
+    with Proxy(keep_configuration=True, wrapper=waiting) as proxy:
+        early = ctl.start("guard", str(proxy.pid))
+        wait_until_it_waits(early)
+        start.write_bytes(b"\n")
+        assert early.wait(deadline_seconds()) == 0
+        assert_guarded()
         proxy.kill()
 
 
 def test_proxy_that_ends_before_it_binds_is_told_of():
-    write_configuration(dns=None, hostmap=None)
-    os.mkfifo(HOSTMAP_FILE)
-    with Proxy(keep_configuration=True) as proxy:
+    with held_up_while_it_reads_its_files() as (proxy, writer):
         early = ctl.start("guard", str(proxy.pid), stderr=-1, encoding="ascii")
         wait_until_it_waits(early)
-        writer = os.open(HOSTMAP_FILE, os.O_WRONLY)
-        HOSTMAP_FILE.unlink()
         os.close(writer)  # nothing configured
         _, said = early.communicate(timeout=deadline_seconds())
         assert proxy.process.wait(deadline_seconds()) == 0
-        proxy.kill()
     assert said == f"dns_proxy_ctl: The proxy's sockets are not guarded: process {proxy.pid} has ended.\n"
     assert early.returncode == 1
 

@@ -3,11 +3,12 @@
 import contextlib
 import json
 
-from harness import Application, query
+from harness import Application, query, wait_until
 
 import ctl
 
 QUERIES = 20_000
+NO_SUCH_NAME = b"(line:685) no more DNS methods, send no such name response"
 IN_FLIGHT = 64  # as many as the sockets keep without loss
 
 
@@ -30,6 +31,8 @@ def test_two_servers_without_answers_at_full_load(tmp_path):
             stack.enter_context(ctl.answering(address, lambda datagram: [ctl.empty_response(datagram)]))
         stack.enter_context(ctl.tracing_into(output, b"127.0.0.2\n127.0.0.3\n", b"a.lan:10.0.0.1\n"))
         ask(stack.enter_context(Application()), QUERIES)
+        # The proxy writes its last lines when it has nothing to do.
+        wait_until(lambda: path.read_bytes().count(NO_SUCH_NAME) == QUERIES, "the last lines of the trace")
     result = json.loads(ctl.run("trace", "--json", path).stdout)
     assert result["not_understood"] == 0
     assert result["queries"] == {

@@ -1,5 +1,5 @@
 // What macOS answers where Linux answers otherwise or not at all, played: its error numbers, and
-// its reading of addresses. docs/macos.md has the same rows.
+// its reading of addresses. docs/architecture.md has the same rows.
 #include <unistd.h>
 
 #include <cstring>

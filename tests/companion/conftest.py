@@ -9,7 +9,7 @@ import pytest
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
 
 import harness  # noqa: E402  (found through the line above)
-from harness import left_out_on_macos  # noqa: E402
+from harness import busy_machine, left_out_on_macos  # noqa: E402
 
 import ctl  # noqa: E402
 
@@ -17,6 +17,7 @@ STATUS_WHEN_IMPOSSIBLE = 2
 
 
 def pytest_configure(config):
+    busy_machine.may_try_again(config)
     try:
         harness.binary_path()
         ctl.ctl_path()

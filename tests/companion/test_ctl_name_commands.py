@@ -126,6 +126,7 @@ def explained(name):
     return ctl.run("name", "explain", name).stdout.splitlines()
 
 
+@pytest.mark.in_its_time
 def test_explain_names_the_lines_and_asks_the_proxy():
     files.write(names=b"# one\n10.0.0.1 a.lan\n10.0.0.2 a.lan\n", lists={"ads": b"0.0.0.0 A.lan off.lan\n"})
     files.NEVER_LISTED.write_bytes(b"off.lan\n")

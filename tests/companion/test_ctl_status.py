@@ -12,6 +12,9 @@ from harness.proxy import write_configuration
 
 import ctl
 
+# The proxy and its servers have a second to answer.
+pytestmark = pytest.mark.in_its_time
+
 HOST_MAP = b"a.lan:10.0.0.1\n"
 
 

@@ -14,6 +14,9 @@ from stand_in_process import StandIn
 from test_ctl_check_places import service_user
 from test_ctl_status import resolver_file, resolver_file_shown, rows, status  # noqa: F401  (fixtures)
 
+# The proxy and its servers have a second to answer.
+pytestmark = pytest.mark.in_its_time
+
 HOST_MAP = b"a.lan:10.0.0.1\n"
 OFF_LINE = "off line: there is no way to any server, and queries to them are dropped"
 

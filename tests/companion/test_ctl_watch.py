@@ -153,6 +153,7 @@ def test_proxy_that_may_not_be_ended():
         assert proxy.process.poll() is None
 
 
+@pytest.mark.in_its_time
 def test_a_look_takes_less_than_a_thousandth_of_a_second():
     with proxy_of(), watching() as watch:
         looks, seconds = watch.looks(), watch.cpu_seconds()
@@ -168,6 +169,7 @@ def test_proxy_that_reads_its_files_is_left_alone(make_stand_in):
         assert starting.lives()
 
 
+@pytest.mark.in_its_time  # a proxy has both of its workers within a second
 def test_proxy_between_the_creation_of_its_workers_is_left_alone(make_stand_in):
     starting = make_stand_in()
     starting.does("bind", "add")

@@ -11,6 +11,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
 os.environ.setdefault("DNS_PROXY_DEADLINE", "30")  # booting a system takes longer than an answer
 
 import harness  # noqa: E402  (found through the line above)
+from harness import busy_machine  # noqa: E402
 
 from asking import CONFIGURED_SERVER  # noqa: E402
 from installed import REPOSITORY, Installation  # noqa: E402
@@ -20,6 +21,7 @@ STATUS_WHEN_IMPOSSIBLE = 2
 
 
 def pytest_configure(config):
+    busy_machine.may_try_again(config)
     try:
         harness.enter()
         subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=755", "tmpfs", "/run"], check=True)

@@ -119,6 +119,7 @@ def launchd(package, tmp_path):
         yield Launchd(tmp_path, installation.prefix)
 
 
+@pytest.mark.in_its_time
 @pytest.mark.parametrize("ending", [end_intake, end_relay])
 def test_systemd_has_the_proxy_answer_again_within_three_seconds(systemd, ending, record_property):
     passed = seconds_until_answered_after(ending)
@@ -140,6 +141,7 @@ def test_watch_of_systemd_is_silent_but_for_the_end_of_the_intake(systemd):
     assert said[0].startswith(SAID_BY_WATCH)
 
 
+@pytest.mark.in_its_time
 @pytest.mark.parametrize("ending", [end_intake, end_relay])
 def test_launchd_has_the_proxy_answer_again_within_three_seconds(launchd, ending, record_property):
     with launchd.job("local.dns_proxy_mac"), launchd.job("local.dns_proxy_mac.watch"):

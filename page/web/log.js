@@ -10,6 +10,7 @@ let total = null;
 let isPaused = false;
 let held = 0;  // queries that came while it was paused
 let asked = 0;
+let came = null;  // while an answer is awaited
 
 const filter = () => ({
   name: byId('filter-name').value.toLowerCase(),
@@ -50,10 +51,15 @@ function merge(queries) {
 
 export async function refreshLog() {
   const number = ++asked;
+  came = [];
   const answer = await load(address('/api/queries', {limit: PAGE}));
   if (number !== asked) return;
   rows = answer.queries;
-  total = answer.count;
+  // What was seen behind the answer may be told before it.
+  const newest = rows.length === 0 ? 0 : rows[0].id;
+  merge(came.filter((query) => query.id > newest));
+  came = null;
+  total = answer.count + rows.length - answer.queries.length;
   byId('older').hidden = !answer.more;
   show();
 }
@@ -72,6 +78,7 @@ export function takeQueries({queries, skipped}) {
     return show();
   }
   if (skipped > 0) return void refreshLog();
+  came?.push(...fitting);
   const before = rows.length;
   merge(fitting);
   if (total !== null) total += rows.length - before;

@@ -77,6 +77,7 @@ def browser(width=1360, height=1000, theme="light", scale=1):
         options.add_argument(f"--force-device-scale-factor={scale}")
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         driver = webdriver.Chrome(service=Service(driver_path), options=options)
+        driver.set_script_timeout(10 * deadline_seconds())  # the accessibility checker takes its time
         try:
             driver.execute_cdp_cmd(
                 "Emulation.setEmulatedMedia", {"features": [{"name": "prefers-color-scheme", "value": theme}]}

@@ -73,6 +73,7 @@ def test_every_number_equals_what_was_sent(window, folder):
         wanted = {"all": 16, "answered": 5, "host_map": 7, "no_such_name": 4, "lost": 0, "waiting": 0}
         window.wait(lambda: tiles(window) == wanted, wanted)
         window.wait(lambda: window.text("#log-note") == "16 queries", "the log's count")
+        window.wait(lambda: len(rows(window)) == 16, "the log")
         assert window.text("#rate-number") == "16"
         assert [name for name, _, _ in rows(window)] == [
             "9.9.9.9.in-addr.arpa", *["empty.example"] * 3, *["www.example"] * 5, *["mail.example"] * 7
@@ -82,6 +83,7 @@ def test_every_number_equals_what_was_sent(window, folder):
         window.driver.refresh()
         window.wait(lambda: window.texts("#outcome-legend strong") == ["5", "7", "4", "0"], "the legend")
         assert table_sums(window) == [5, 7, 4, 0]
+        window.wait(lambda: window.all("#names .name") and window.all("#drops li"), "the names and what was dropped")
         assert window.texts("#names .name") == ["mail.example", "www.example", "empty.example", "9.9.9.9.in-addr.arpa"]
         assert window.texts("#names .aside") == ["7", "5", "3", "1"]
         assert window.texts("#drops li")[0].startswith("nothing")
@@ -172,6 +174,32 @@ def test_the_log_is_searched_filtered_and_paused(window, folder):
         window.script("document.querySelector('#filters').dispatchEvent(new Event('input'))")
         window.wait(lambda: {server for _, _, server in rows(window)} == {SERVER}, "the server")
         assert len(rows(window)) == 4
+
+
+def test_what_comes_before_the_answer_to_an_earlier_question_is_not_lost(window, folder):
+    """The log's list was asked for before the query came, and its answer is taken behind it."""
+    hold = """
+        const fetched = window.fetch;
+        window.released = new Promise((release) => window.release = release);
+        window.fetch = async (...asked) => {
+          const answer = await fetched(...asked);
+          if (String(asked[0]).startsWith('/api/queries?')) { window.holds = true; await window.released; }
+          return answer;
+        };
+        document.querySelector('#filters').dispatchEvent(new Event('input'));
+    """
+    with servers(), proxy_tracing_into(folder / "trace", b"", HOST_MAP), Page(folder) as page:
+        page.wait_until_serving()
+        window.open(page.address())
+        ask("mail.example")
+        window.wait(lambda: len(rows(window)) == 1, "the row")
+        window.script(hold)
+        window.wait(lambda: window.script("return window.holds"), "the answer")
+        ask("mail.example", "9.9.9.9.in-addr.arpa")
+        window.wait(lambda: len(rows(window)) == 3, "the later rows")
+        window.script("window.release()")
+        window.wait(lambda: window.text("#log-note") == "3 queries", "the count")
+        assert [name for name, _, _ in rows(window)] == ["9.9.9.9.in-addr.arpa", "mail.example", "mail.example"]
 
 
 def test_a_name_tells_why(window, folder):

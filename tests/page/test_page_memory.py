@@ -13,6 +13,7 @@ from harness import wait_until
 from page import START, Page, filed
 
 KILLS = 100
+WRITINGS_A_LIFE = 60
 
 
 def remembered(path):
@@ -27,10 +28,11 @@ def test_killed_at_random_moments_it_counts_every_query_once(folder):
     trace = folder / "trace"
     trace.write_bytes(START)
     is_over, written = threading.Event(), [0]
+    turns = threading.Semaphore(0)  # or a busy machine, on which a page takes long to start, has far more to read
 
     def write():
         with open(trace, "ab", buffering=0) as output:
-            while not is_over.is_set():
+            while turns.acquire() and not is_over.is_set():
                 number = written[0]
                 text = b"".join(filed(f"n{number + at}.example", number + at) for at in range(20))
                 cut = number * 7919 % len(text)
@@ -44,6 +46,7 @@ def test_killed_at_random_moments_it_counts_every_query_once(folder):
     rng = random.Random(12)
     try:
         for _ in range(KILLS):
+            turns.release(WRITINGS_A_LIFE)
             page = Page(folder)
             time.sleep(rng.uniform(0, 0.12))
             if rng.random() < 0.5:
@@ -51,6 +54,7 @@ def test_killed_at_random_moments_it_counts_every_query_once(folder):
             page.kill()
     finally:
         is_over.set()
+        turns.release()
         writer.join()
     with Page(folder) as page:
         page.wait_for(host_map=written[0])

@@ -4,6 +4,7 @@ It runs their command lines, as the user and with the capabilities that they nam
 what has ended. Everything happens in the calling process's network and file tree.
 """
 
+import contextlib
 import os
 import signal
 import subprocess
@@ -63,7 +64,8 @@ class Service:
         """Ends what runs now, with everything that it has started."""
         process = self.process
         if process and process.poll() is None:
-            os.killpg(process.pid, signal_number)
+            with contextlib.suppress(ProcessLookupError):  # it has ended meanwhile
+                os.killpg(process.pid, signal_number)
 
     def _start(self, command):
         return subprocess.Popen(

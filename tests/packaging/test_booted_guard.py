@@ -7,9 +7,9 @@ import os
 
 import pytest
 
-from asking import CONFIGURED_SERVER, answer_now, end_intake, is_answering, wait_for_answers
+from asking import CONFIGURED_SERVER, answer_now, end_intake, wait_for_answers
 from attack import ask, attacks, server
-from harness import query
+from harness import deadline_seconds, query
 
 PROXY = "dns_proxy_mac.service"
 DROP_IN = "/etc/systemd/system/dns_proxy_mac.service.d/guard.conf"
@@ -38,7 +38,7 @@ def test_proxy_is_guarded_from_its_start(system):
 def test_no_restart_and_no_query_lost_under_malformed_datagrams_on_both_sockets(system, record_property):
     before = system.value(PROXY, "MainPID")
     with server(CONFIGURED_SERVER):
-        assert answer_now(query(1, "elsewhere.example"))  # the socket toward servers has its port from here on
+        assert answer_now(query(1, "elsewhere.example"), deadline_seconds())  # the socket toward servers has its port from here on
         with attacks(ATTACKS_A_SECOND, SECONDS, CONFIGURED_SERVER) as sent:
             asked = ask(NAMES, QUERIES_A_SECOND, SECONDS)
 
@@ -79,6 +79,6 @@ def test_service_runs_without_the_guard_where_the_system_refuses(system):
     system.run("journalctl", "--sync")
     journal = system.run("journalctl", "--unit=dns_proxy_mac.service", "--output=cat", "--no-pager")
     assert journal.count(said) == 1
-    assert is_answering()
+    wait_for_answers()
     system.file(DROP_IN).unlink()
     system.run("systemctl", "daemon-reload")

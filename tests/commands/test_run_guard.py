@@ -69,7 +69,7 @@ def test_the_proxy_is_guarded(checkout, tmp_path):
         assert guard_row(checkout) == [["guard", "on"]]
         with Application() as application:
             application.send(TOO_SHORT)
-        assert is_answered()
+        wait_until(is_answered, "an answer behind it")
         assert len(threads(proxy.pid)) == 3
 
 

@@ -129,7 +129,7 @@ except socket.gaierror as error:
 def system_resolver(tmp_path):
     """Looks names up as any program of this system does, the proxy being its only name server."""
     settings = tmp_path / "resolv.conf"
-    settings.write_text("nameserver 127.0.0.1\noptions timeout:5 attempts:1\n")
+    settings.write_text("nameserver 127.0.0.1\noptions timeout:30 attempts:1\n")
     order = tmp_path / "nsswitch.conf"
     order.write_text("hosts: dns\n")
     with contextlib.ExitStack() as mounts:

@@ -102,8 +102,7 @@ def test_a_missing_trace_line_is_noticed(side):
         play_conversation(CONVERSATION.replace(line, ""), side)
 
 
-def test_a_trace_line_that_never_comes_is_noticed(side, monkeypatch):
-    monkeypatch.setenv("DNS_PROXY_DEADLINE", "0.3")
+def test_a_trace_line_that_never_comes_is_noticed(side):
     line = "expect trace func: main(line:90) StartDnsSrv success\n"
     with pytest.raises(Mismatch, match="^talk.txt:24: (model|program): printed b'', expected"):
         play_conversation(CONVERSATION.replace(line, line * 2), side)

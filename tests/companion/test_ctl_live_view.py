@@ -8,6 +8,7 @@ import subprocess
 import time
 
 import pytest
+from harness import deadline_seconds
 from terminal import Terminal
 from trace_lines import INTAKE_ENDED, START, accepted, forwarded, hit, relayed
 
@@ -150,9 +151,10 @@ def test_screen_of_a_pipe(tmp_path):
         terminal.expect_screen(["standard input  (Ctrl-C ends)", *SCREEN_AT_START[1:]])
 
 
-def read_available(descriptor):
+def read_available(descriptor, seconds=0):
+    """What is there, and what comes before a pause of so long."""
     output = b""
-    while select.select([descriptor], [], [], 0)[0]:
+    while select.select([descriptor], [], [], seconds)[0]:
         output += os.read(descriptor, 65536)
     return output
 
@@ -166,8 +168,10 @@ def test_screen_is_drawn_five_times_a_second_at_most(tmp_path):
     os.read(master, 65536)  # the first screen, whenever the program is there
     output, number = b"", 0
     begin = time.monotonic()
-    while time.monotonic() - begin < 2.0:
-        append(path, accepted("a.lan", number) + hit("a.lan", number))
+    # Longer where the program is kept from drawing.
+    end = begin + deadline_seconds()
+    while time.monotonic() < begin + 2 or (output.count(HOME) < 2 and time.monotonic() < end):
+        append(path, accepted("a.lan", number % 65536) + hit("a.lan", number % 65536))
         number += 1
         output += read_available(master)
     seconds = time.monotonic() - begin
@@ -180,11 +184,16 @@ def test_screen_is_drawn_five_times_a_second_at_most(tmp_path):
 def with_terminal_for_errors(path):
     """Standard output, and what a terminal gets to see on standard error."""
     master, slave = pty.openpty()
-    result = subprocess.run([ctl.ctl_path(), "trace", path], stdout=subprocess.PIPE, stderr=slave, check=True)
-    shown = read_available(master)
+    process = ctl.start("trace", path, stdout=subprocess.PIPE, stderr=slave)
+    shown = b""
+    # A terminal holds few drawings that nobody reads.
+    while process.poll() is None:
+        shown += read_available(master, seconds=0.1)
+    shown += read_available(master)
     os.close(slave)
     os.close(master)
-    return result.stdout.decode(), shown
+    assert process.returncode == 0
+    return process.communicate()[0].decode(), shown
 
 
 def large_trace(path):

@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr int kPatienceMs = 20000;
+constexpr int kPatienceMs = 120000;
 
 bool EndsWith(const std::string& all, const std::string& end) {
   return all.size() >= end.size() && all.compare(all.size() - end.size(), end.size(), end) == 0;

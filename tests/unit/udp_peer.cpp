@@ -16,7 +16,7 @@
 namespace {
 
 constexpr std::size_t kLargestDatagram = 65536;
-constexpr timeval kPatience{10, 0};
+constexpr timeval kPatience{60, 0};
 
 [[noreturn]] void Fail(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);

@@ -193,7 +193,7 @@ TEST_F(Workers, LinesAreHandedOverBeforeAWaitWhileTheOtherWorkerIsAtWork) {
     UntilNextQueryHas(0);  // the first is taken, and its worker comes no further than the table
     system_calls::Substitute(Call::kSelect, {{0}});
     answer_thread = std::thread(thread_answer, nullptr);
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (trace.find("(line:235)") == std::string::npos &&
            std::chrono::steady_clock::now() < end) {
       trace += Trace();

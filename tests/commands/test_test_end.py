@@ -42,6 +42,7 @@ class Typed:
     """./test at a terminal."""
 
     def __init__(self, checkout, *arguments):
+        self._shown = b""
         self._pid, self._terminal = pty.fork()
         if self._pid == 0:
             os.chdir(checkout.top)
@@ -51,16 +52,26 @@ class Typed:
     def type(self, keys):
         os.write(self._terminal, keys)
 
+    def _goes_on(self):
+        """More of what it shows; false when the other end is closed."""
+        if not select.select([self._terminal], [], [], deadline_seconds())[0]:
+            raise AssertionError(f"it shows no more than {self._shown!r}")
+        try:
+            self._shown += os.read(self._terminal, 4096)
+        except OSError:
+            return False
+        return True
+
+    def wait_until_shown(self, text):
+        while text.encode() not in self._shown:
+            assert self._goes_on(), self._shown
+
     def shown_until_end(self):
-        """What it shows until it ends, and its exit status."""
-        shown = b""
-        while select.select([self._terminal], [], [], deadline_seconds())[0]:
-            try:
-                shown += os.read(self._terminal, 4096)
-            except OSError:  # the other end is closed
-                _, status = os.waitpid(self._pid, 0)
-                return shown.decode(), os.waitstatus_to_exitcode(status)
-        raise AssertionError(f"it has not ended; it shows {shown!r}")
+        """What it has shown to its end, and its exit status."""
+        while self._goes_on():
+            pass
+        _, status = os.waitpid(self._pid, 0)
+        return self._shown.decode(), os.waitstatus_to_exitcode(status)
 
 
 @pytest.fixture
@@ -83,6 +94,7 @@ def test_ctrl_c_ends_the_run_with_one_line_and_leaves_no_process_and_no_mount(st
     run = Typed(stubborn, *arguments)
     for name in running:
         wait_until((stubborn.build / f"{name}.started").exists, f"the second process of {name}")
+    run.wait_until_shown(f"running {', '.join(running)}")
     run.type(CTRL_C)
     shown, status = run.shown_until_end()
 

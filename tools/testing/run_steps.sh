@@ -182,7 +182,7 @@ is_alive() { ps -o stat= -p "$1" 2>/dev/null | grep -qv '^Z'; }
 
 end_steps() {
   local family='' pid
-  for pid in ${pids[@]:+"${pids[@]}"}; do
+  for pid in $(jobs -p); do  # one that has just been started is not among ${pids[@]} yet
     family="$family $(family_of "$pid")"
   done
   # shellcheck disable=SC2086  # several numbers

@@ -1,13 +1,11 @@
 """Runs the whole session in a network and a file tree of its own. Needs root."""
 
-import os
 import pathlib
 import sys
 
 import pytest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
-os.environ.setdefault("DNS_PROXY_DEADLINE", "30")  # the commands take longer than an answer
 
 import harness  # noqa: E402  (found through the line above)
 
@@ -18,6 +16,7 @@ STATUS_WHEN_IMPOSSIBLE = 2
 
 def pytest_configure(config):
     try:
+        harness.wait_at_least(300)  # seconds, for commands that may have to wait for their turn
         harness.enter()
     except harness.CannotTest as error:
         pytest.exit(str(error), returncode=STATUS_WHEN_IMPOSSIBLE)

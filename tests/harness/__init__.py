@@ -9,7 +9,7 @@ from .namespace import NamespaceError, enter
 from .peers import Application, Upstream
 from .proxy import BinaryMissing, Proxy, binary_path
 from .trace import TraceMismatch
-from .waiting import deadline_seconds, wait_until
+from .waiting import deadline_seconds, wait_at_least, wait_until
 from .wire import from_hex, name_hex, query, raw_id
 
 __all__ = [
@@ -28,5 +28,6 @@ __all__ = [
     "name_hex",
     "query",
     "raw_id",
+    "wait_at_least",
     "wait_until",
 ]

@@ -23,6 +23,12 @@ def deadline_seconds():
     return seconds
 
 
+def wait_at_least(seconds):
+    """Deadlines are no shorter from here on, in the commands that are started too: for events that take longer than
+    an answer."""
+    os.environ[DEADLINE_VARIABLE] = f"{max(seconds, deadline_seconds()):g}"
+
+
 def wait_until(condition, what):
     """Returns as soon as the condition holds; AssertionError naming `what` past the deadline.
 

@@ -1,6 +1,5 @@
 """Runs the whole session in a network and a file tree of its own, with the package as built. Needs root."""
 
-import os
 import pathlib
 import subprocess
 import sys
@@ -8,7 +7,6 @@ import sys
 import pytest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
-os.environ.setdefault("DNS_PROXY_DEADLINE", "30")  # booting a system takes longer than an answer
 
 import harness  # noqa: E402  (found through the line above)
 from harness import busy_machine  # noqa: E402
@@ -23,9 +21,10 @@ STATUS_WHEN_IMPOSSIBLE = 2
 def pytest_configure(config):
     busy_machine.may_try_again(config)
     try:
+        harness.wait_at_least(180)  # seconds, for a system to boot
         harness.enter()
         subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=755", "tmpfs", "/run"], check=True)
-    except harness.NamespaceError as error:
+    except harness.CannotTest as error:
         pytest.exit(str(error), returncode=STATUS_WHEN_IMPOSSIBLE)
 
 

@@ -39,33 +39,19 @@ Fit GoesOnWithTry(std::string_view text, bool is_all, std::int32_t id) {
   const Fit fit = TakeLine(row, text, tried);
   if (fit == Fit::kYes) return tried.id == id ? Fit::kYes : Fit::kNo;
   if (fit == Fit::kMore) return is_all ? Fit::kYes : Fit::kMore;
-  const std::string whole =
+  const std::string expected =
       std::string(row.plain[0]) + std::to_string(id) + std::string(row.plain[1]) + "0\n";
-  const auto differs = std::mismatch(text.begin(), text.end(), whole.begin(), whole.end()).first;
-  text.remove_prefix(static_cast<std::size_t>(differs - text.begin()));
-  return BeginsLikeRun(text) ? Fit::kYes : Fit::kNo;
+  std::string_view whole = expected;
+  // A run may begin with what the line would have gone on with.
+  while (!BeginsLikeRun(text)) {
+    if (text.empty() || whole.empty() || text.front() != whole.front()) return Fit::kNo;
+    text.remove_prefix(1);
+    whole.remove_prefix(1);
+  }
+  return Fit::kYes;
 }
 
 }  // namespace
-
-void ReadingState::Forget() {
-  steps.Forget();
-  start.Forget();
-  next_id = kUnknown;
-  datagram_size = kUnknown;
-}
-
-bool KnownNames::IsNamed(std::int32_t id, std::string_view name) const {
-  return AnyName(id, [name](std::string_view known) { return known == name; });
-}
-
-bool KnownNames::MayBeWithoutName(std::int32_t id) const {
-  return !ids_without_name.empty() && ids_without_name[static_cast<std::size_t>(id)];
-}
-
-bool KnownNames::MayBecomeLongName(std::string_view text) const {
-  return AnyWithLineFeed() && queries_->MayBecomeLongName(text);
-}
 
 Fit LineReading::Collect(const ReadingState& state, std::string_view text, bool is_all,
                          LineFields& fields) {
@@ -86,11 +72,15 @@ Fit LineReading::Collect(const ReadingState& state, std::string_view text, bool 
       return CollectDecoded(state, text, is_all, fields);
     case Line::kRequestFiled:
       return CollectFiledAlone(state, text, fields);
-    case Line::kResponseWithoutAnswer:
-      return CollectWithoutAnswer(text, fields);
-    default:
+    case Line::kFoundInHostMap:
       return CollectByTail(text, is_all, fields);
+    default:
+      break;
   }
+  const Fit named = row->line == Line::kResponseWithoutAnswer ? CollectWithoutAnswer(text, fields)
+                                                              : CollectByTail(text, is_all, fields);
+  if (named != Fit::kNo || !MayBeOfNext(state)) return named;
+  return CollectOfNext(state, text, is_all, fields, field);
 }
 
 // The name of `head` ends at `end`: whether the text behind it says so.
@@ -212,34 +202,63 @@ Fit LineReading::CollectWithoutAnswer(std::string_view text, const LineFields& h
   return readings_.empty() ? Fit::kNo : Fit::kYes;
 }
 
+bool LineReading::MayBeOfNext(const ReadingState& state) const {
+  return state.next_id != ReadingState::kUnknown && state.next_name.empty() &&
+         state.steps.MayTakeNext() && names_->MayBeGiven(state.next_id);
+}
+
+// Every place up to `most` at which the name of `head`, its field number `field`, can end.
+template <typename Accepts>
+Fit LineReading::CollectEnds(std::string_view text, bool is_all, std::size_t most,
+                             const LineFields& head, std::size_t field, Accepts accepts) {
+  const LineRow& row = RowOf(head.line);
+  const std::string_view behind = row.plain[field + 1];
+  const std::string_view searched = text.substr(0, most);
+  for (std::size_t end = searched.find(behind, head.size + 1); end != kNowhere;
+       end = searched.find(behind, end + 1)) {
+    LineFields fields = head;
+    fields.text = text.substr(head.size, end - head.size);
+    fields.size = end;
+    std::size_t next = field + 1;
+    const Fit fit = TakeFields(row, text, next, fields);
+    if (fit == Fit::kMore && !is_all) return Fit::kMore;
+    if (fit == Fit::kYes && accepts(fields)) readings_.push_back(fields);
+  }
+  std::reverse(readings_.begin(), readings_.end());
+  return readings_.empty() ? Fit::kNo : Fit::kYes;
+}
+
+// The name may go on behind what could be its end.
+Fit LineReading::CollectOfNext(const ReadingState& state, std::string_view text, bool is_all,
+                               LineFields head, std::size_t field) {
+  const std::size_t longest = head.size + kLongestName + kLongestTail;
+  if (!is_all && text.size() < longest) return Fit::kMore;
+  head.is_of_next = true;
+  const auto is_next = [&state](const LineFields& fields) {
+    return fields.id == state.next_id && fields.text.size() <= kLongestName;
+  };
+  const Fit fit = CollectEnds(text, is_all, longest, head, field, is_next);
+  const std::string_view tail = RowOf(head.line).plain[field + 1];
+  const std::string_view line = text.substr(0, text.find('\n') + 1);
+  if (fit == Fit::kNo && line.find(tail) == kNowhere) doubtful_ = longest;
+  return fit;
+}
+
 // Lines whose name stands in front of its id.
 Fit LineReading::CollectByTail(std::string_view text, bool is_all, const LineFields& head) {
-  const LineRow& row = RowOf(head.line);
-  const std::string_view between = row.plain[1];
   const std::size_t line_end = text.find('\n', head.size);
   const std::size_t longest = head.size + kLongestName + kLongestTail;
   const bool reaches_on = names_->AnyWithLineFeed();
   doubtful_ = reaches_on ? longest : 0;
   if (line_end == kNowhere && text.size() < longest) return Fit::kMore;
-  const std::string_view searched = text.substr(0, reaches_on ? longest : line_end);
-  for (std::size_t end = searched.find(between, head.size + 1); end != kNowhere;
-       end = searched.find(between, end + 1)) {
-    LineFields fields = head;
-    fields.text = text.substr(head.size, end - head.size);
-    fields.size = end;
-    std::size_t field = 1;
-    const Fit fit = TakeFields(row, text, field, fields);
-    if (fit == Fit::kMore && !is_all) return Fit::kMore;
-    if (fit != Fit::kYes) continue;
-    const bool is_of_line = end < line_end && names_->MayBeWithoutName(fields.id);
-    if (is_of_line || names_->IsNamed(fields.id, fields.text)) readings_.push_back(fields);
-  }
-  if (reaches_on && !is_all && text.size() < longest &&
-      names_->MayBecomeLongName(text.substr(head.size))) {
-    return Fit::kMore;
-  }
-  std::reverse(readings_.begin(), readings_.end());
-  return readings_.empty() ? Fit::kNo : Fit::kYes;
+  const auto is_known = [&](const LineFields& fields) {
+    const bool is_of_line = fields.text.find('\n') == kNowhere;
+    return (is_of_line && names_->MayBeWithoutName(fields.id)) ||
+           names_->IsNamed(fields.id, fields.text);
+  };
+  const Fit fit = CollectEnds(text, is_all, reaches_on ? longest : line_end, head, 0, is_known);
+  const bool may_grow = reaches_on && !is_all && text.size() < longest;
+  return may_grow && names_->MayBecomeLongName(text.substr(head.size)) ? Fit::kMore : fit;
 }
 
 }  // namespace ctl

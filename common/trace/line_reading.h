@@ -21,6 +21,7 @@ struct ReadingState {
   RunStart start;
   std::int32_t next_id = kUnknown;        ///< of the next accepted query
   std::int64_t datagram_size = kUnknown;  ///< of the query that the query thread is at work on
+  std::string next_name;                  ///< of the next query, when the relay has shown it first
 
   void Forget();
   /// The line is the next one: false, with nothing changed but a trial's copy, when it can't be.
@@ -39,6 +40,7 @@ class KnownNames {
 
   bool IsNamed(std::int32_t id, std::string_view name) const;
   bool MayBeWithoutName(std::int32_t id) const;
+  bool MayBeGiven(std::int32_t id) const;
   template <typename Take>
   bool AnyName(std::int32_t id, Take take) const {
     for (const auto& [tried, name] : tried_) {
@@ -65,6 +67,12 @@ class KnownNames {
 /// holds such a place can be read in two ways. The right one is that behind which the trace goes on
 /// without a contradiction. Names in other lines are known by their id.
 ///
+/// One name may be shown before its own lines: the query thread files a query, which gets the next
+/// id, before it hands over the lines about it. A forged response may be taken for that query in
+/// between, and the answer thread prints the name. No other query can be in this place, since the
+/// query thread is at work on one at a time. Such a name is read when the line shows no name that
+/// is known. It has to be the one that lines 432 and 464 then show for this id.
+///
 /// kMore: more of the trace is needed to tell; never when `is_all`. kNo: the proxy prints no such
 /// line, or the line is broken off. A name in it is at most `doubtful` bytes long.
 class LineReading {
@@ -87,9 +95,15 @@ class LineReading {
   Fit CollectDecodedAlone(std::string_view text, bool is_all, const LineFields& head);
   Fit CollectByTail(std::string_view text, bool is_all, const LineFields& head);
   Fit CollectWithoutAnswer(std::string_view text, const LineFields& head);
+  bool MayBeOfNext(const ReadingState& state) const;
+  template <typename Accepts>
+  Fit CollectEnds(std::string_view text, bool is_all, std::size_t most, const LineFields& head,
+                  std::size_t field, Accepts accepts);
+  Fit CollectOfNext(const ReadingState& state, std::string_view text, bool is_all, LineFields head,
+                    std::size_t field);
   Fit CollectFiledAlone(const ReadingState& state, std::string_view text, const LineFields& head);
   Fit Choose(std::string_view text, bool is_all, LineFields& fields);
-  bool GoesOn(ReadingState state, const LineFields& first, std::string_view text,
+  bool GoesOn(ReadingState state, const LineFields& first, std::string_view text, bool is_all,
               std::size_t& reached);
 
   const ReadingState* state_;

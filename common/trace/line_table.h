@@ -90,8 +90,9 @@ struct LineFields {
   std::size_t number_count = 0;
   std::string_view address;
   std::string_view expected;
-  std::string_view text;  ///< of the configuration or a name
-  std::size_t size = 0;   ///< in bytes, the line end included
+  std::string_view text;    ///< of the configuration or a name
+  bool is_of_next = false;  ///< names the next query, which no line of its own has shown yet
+  std::size_t size = 0;     ///< in bytes, the line end included
 };
 
 /// Whether text agrees with what was looked for. kMore: it may, but more of it is needed to tell.

@@ -5,9 +5,36 @@ namespace {
 
 // How far to look ahead, in bytes and in lines tried.
 constexpr std::size_t kFarEnough = 8192;
+// Up to line 464 of a query whose name was shown before: as many forged responses as fit may come
+// in between. Less than the reader keeps of a line.
+constexpr std::size_t kFarEnoughForNext = 60000;
 constexpr std::size_t kMostLines = 2000;
 
 }  // namespace
+
+void ReadingState::Forget() {
+  steps.Forget();
+  start.Forget();
+  next_id = kUnknown;
+  datagram_size = kUnknown;
+  next_name.clear();
+}
+
+bool KnownNames::IsNamed(std::int32_t id, std::string_view name) const {
+  return AnyName(id, [name](std::string_view known) { return known == name; });
+}
+
+bool KnownNames::MayBeWithoutName(std::int32_t id) const {
+  return !ids_without_name.empty() && ids_without_name[static_cast<std::size_t>(id)];
+}
+
+bool KnownNames::MayBeGiven(std::int32_t id) const {
+  return !MayBeWithoutName(id) && queries_->Filed(static_cast<std::uint16_t>(id)) == nullptr;
+}
+
+bool KnownNames::MayBecomeLongName(std::string_view text) const {
+  return AnyWithLineFeed() && queries_->MayBecomeLongName(text);
+}
 
 bool ReadingState::Place(const LineFields& fields, bool strict, const Worker*& printer) {
   printer = nullptr;
@@ -18,15 +45,23 @@ bool ReadingState::Place(const LineFields& fields, bool strict, const Worker*& p
       steps.BeginRun();
       next_id = 0;
       datagram_size = kUnknown;
+      next_name.clear();
     }
     return true;
   }
   if (start.stage() == RunStart::Stage::kOver && !start.IsReading()) return false;
   if (strict && !start.HasWorkers()) return false;
+  const bool is_of_other =
+      fields.line == Line::kRequestFiled && !next_name.empty() && next_name != fields.text;
+  if (strict && is_of_other) return false;
   printer = steps.Place(fields, strict);
   if (printer == nullptr) return false;
   if (fields.line == Line::kQueryReceived) datagram_size = fields.numbers[0];
-  if (fields.line == Line::kRequestFiled) next_id = (fields.id + 1) % 65536;
+  if (fields.is_of_next) next_name = fields.text;
+  if (fields.line == Line::kRequestFiled) {
+    next_id = (fields.id + 1) % 65536;
+    next_name.clear();
+  }
   return true;
 }
 
@@ -46,8 +81,11 @@ Fit LineReading::Choose(std::string_view text, bool is_all, LineFields& fields) 
   const Readings readings = readings_;
   const std::size_t doubtful = doubtful_;
   const std::size_t last = last_;
-  text = text.substr(0, readings.front().size + kFarEnough);
-  const bool can_grow = !is_all && text.size() < readings.front().size + kFarEnough;
+  const std::size_t far_enough =
+      readings.front().size + (readings.front().is_of_next ? kFarEnoughForNext : kFarEnough);
+  text = text.substr(0, far_enough);
+  const bool can_grow = !is_all && text.size() < far_enough;
+  const bool is_whole = is_all && text.size() < far_enough;
   const LineFields* going_on = nullptr;
   std::size_t count_going_on = 0;
   const LineFields* furthest = &readings.front();
@@ -55,7 +93,7 @@ Fit LineReading::Choose(std::string_view text, bool is_all, LineFields& fields) 
   for (const LineFields& reading : readings) {
     std::size_t end = 0;
     budget_ = kMostLines;
-    if (GoesOn(*state_, reading, text, end)) {
+    if (GoesOn(*state_, reading, text, is_whole, end)) {
       if (going_on == nullptr) going_on = &reading;
       ++count_going_on;
     }
@@ -74,7 +112,7 @@ Fit LineReading::Choose(std::string_view text, bool is_all, LineFields& fields) 
 // Whether the trace goes on behind `first` without a contradiction as far as it is there;
 // `reached` is where it comes to an end.
 bool LineReading::GoesOn(ReadingState state, const LineFields& first, std::string_view text,
-                         std::size_t& reached) {
+                         bool is_all, std::size_t& reached) {
   const std::size_t tried = names_->tried();
   const Worker* printer = nullptr;
   std::size_t at = 0;
@@ -83,11 +121,13 @@ bool LineReading::GoesOn(ReadingState state, const LineFields& first, std::strin
   for (Readings others;;) {
     goes_on = state.Place(fields, true, printer);
     if (!goes_on) break;
-    if (fields.line == Line::kRequestFiled) names_->Try(fields.id, fields.text);
+    if (fields.line == Line::kRequestFiled || fields.is_of_next) {
+      names_->Try(fields.id, fields.text);
+    }
     at += fields.size;
     if (at >= text.size() || budget_ == 0) break;
     --budget_;
-    const Fit fit = Collect(state, text.substr(at), false, fields);
+    const Fit fit = Collect(state, text.substr(at), is_all, fields);
     if (fit == Fit::kMore) break;
     goes_on = fit == Fit::kYes;
     if (!goes_on) break;
@@ -98,7 +138,7 @@ bool LineReading::GoesOn(ReadingState state, const LineFields& first, std::strin
     bool other_goes_on = false;
     for (const LineFields& other : others) {
       std::size_t end = 0;
-      other_goes_on = GoesOn(state, other, text.substr(at), end);
+      other_goes_on = GoesOn(state, other, text.substr(at), is_all, end);
       reached = std::max(reached, at + end);
       if (other_goes_on) break;
     }

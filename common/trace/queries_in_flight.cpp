@@ -11,16 +11,26 @@ QueriesInFlight::~QueriesInFlight() = default;
 // The oldest query that has ended is reused, with the storage of its texts.
 std::unique_ptr<Query> QueriesInFlight::Make() {
   if (ended_.size() < kKeptEnded) return std::make_unique<Query>();
-  std::unique_ptr<Query> query = std::move(ended_.front());
-  ended_.pop_front();
+  std::unique_ptr<Query> query = TakeOldestEnded();
   query->tries.clear();
   query->ended = 0;
   query->position = -1;
   return query;
 }
 
+std::unique_ptr<Query> QueriesInFlight::TakeOldestEnded() {
+  std::unique_ptr<Query> query = std::move(ended_.front());
+  ended_.pop_front();
+  if (MayBeNamed(*query)) CountLineFeed(*query, -1);
+  return query;
+}
+
 void QueriesInFlight::Count(const Query& query, int change) {
   size_ += static_cast<std::size_t>(change);
+  CountLineFeed(query, change);
+}
+
+void QueriesInFlight::CountLineFeed(const Query& query, int change) {
   const bool has_line_feed = query.name.find('\n') != std::string::npos;
   if (has_line_feed) with_line_feed_ += static_cast<std::size_t>(change);
 }
@@ -59,8 +69,16 @@ Query& QueriesInFlight::LetSucceed(std::uint16_t id) {
   return *slot.filed;
 }
 
-void QueriesInFlight::ForgetSuccessors() {
+void QueriesInFlight::ForgetRest() {
   for (Slot& slot : slots_) slot.successor.reset();
+  while (!ended_.empty()) TakeOldestEnded();
+}
+
+void QueriesInFlight::Rename(Query& query, std::string_view name) {
+  const int counted = query.number != 0 && MayBeNamed(query) ? 1 : 0;
+  CountLineFeed(query, -counted);
+  query.name = name;
+  CountLineFeed(query, counted);
 }
 
 Query* QueriesInFlight::Named(std::uint16_t id, std::string_view name) const {
@@ -69,7 +87,8 @@ Query* QueriesInFlight::Named(std::uint16_t id, std::string_view name) const {
     if (query != nullptr && query->name == name) return query;
   }
   for (auto query = ended_.rbegin(); query != ended_.rend(); ++query) {
-    if ((*query)->id == id && (*query)->name == name) return query->get();
+    const bool is_it = (*query)->id == id && (*query)->name == name;
+    if (is_it && MayBeNamed(**query)) return query->get();
   }
   return nullptr;
 }
@@ -86,15 +105,19 @@ Query* QueriesInFlight::Find(std::uint16_t id, std::uint64_t number) const {
 }
 
 bool QueriesInFlight::MayBecomeLongName(std::string_view text) const {
-  return std::any_of(slots_.begin(), slots_.end(), [text](const Slot& slot) {
-    for (const Query* query : {slot.filed.get(), slot.leaving.get()}) {
-      if (query == nullptr || query->name.find('\n') == std::string::npos) continue;
-      const std::string_view name = query->name;
-      const std::size_t common = std::min(name.size(), text.size());
-      if (name.substr(0, common) == text.substr(0, common)) return true;
-    }
-    return false;
-  });
+  const auto may_become = [text](const Query* query) {
+    if (query == nullptr || query->name.find('\n') == std::string::npos) return false;
+    const std::string_view name = query->name;
+    const std::size_t common = std::min(name.size(), text.size());
+    return name.substr(0, common) == text.substr(0, common);
+  };
+  return std::any_of(slots_.begin(), slots_.end(),
+                     [may_become](const Slot& slot) {
+                       return may_become(slot.filed.get()) || may_become(slot.leaving.get());
+                     }) ||
+         std::any_of(ended_.begin(), ended_.end(), [may_become](const auto& query) {
+           return MayBeNamed(*query) && may_become(query.get());
+         });
 }
 
 bool QueriesInFlight::Holds(const Query& query) const {
@@ -106,8 +129,9 @@ void QueriesInFlight::End(Query& query) {
   Slot& slot = slots_[query.id];
   std::unique_ptr<Query>& place = slot.leaving.get() == &query ? slot.leaving : slot.filed;
   Count(query, -1);
+  if (MayBeNamed(query)) CountLineFeed(query, 1);
   ended_.push_back(std::move(place));
-  if (ended_.size() > kKeptEnded) ended_.pop_front();
+  if (ended_.size() > kKeptEnded) TakeOldestEnded();
 }
 
 std::vector<const Query*> QueriesInFlight::Some(std::size_t most) const {
@@ -135,6 +159,7 @@ void QueriesInFlight::Restore(std::unique_ptr<Query> query, Place place) {
       slot.successor = std::move(query);
       return;
     case Place::kEnded:
+      if (MayBeNamed(*query)) CountLineFeed(*query, 1);
       ended_.push_back(std::move(query));
   }
 }

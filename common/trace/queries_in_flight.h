@@ -34,7 +34,9 @@ class QueriesInFlight {
   /// The successor was lost after all.
   void ForgetSuccessor(std::uint16_t id) { slots_[id].successor.reset(); }
 
-  void ForgetSuccessors();
+  /// The successors, and the queries that have ended: a run is over.
+  void ForgetRest();
+  void Rename(Query& query, std::string_view name);
 
   /// The query with this id and name that a line of the relay is about. Looked for in this order:
   /// one that leaves, the one filed, its successor, one that has ended lately. Null for none.
@@ -47,7 +49,7 @@ class QueriesInFlight {
       if (query != nullptr && take(std::string_view(query->name))) return true;
     }
     for (const auto& query : ended_) {
-      if (query->id == id && take(std::string_view(query->name))) return true;
+      if (query->id == id && MayBeNamed(*query) && take(std::string_view(query->name))) return true;
     }
     return false;
   }
@@ -60,7 +62,8 @@ class QueriesInFlight {
   void End(Query& query);
 
   std::size_t size() const { return size_; }
-  /// How many have a line feed in their names. While none has, every line feed ends a line.
+  /// How many of all that a line may still name have a line feed in their names. While none has,
+  /// every line feed ends a line.
   std::size_t with_line_feed() const { return with_line_feed_; }
   std::vector<const Query*> Some(std::size_t most) const;
   /// Whether `text`, as far as it goes, may be the beginning of such a name and more.
@@ -91,8 +94,13 @@ class QueriesInFlight {
   static constexpr std::size_t kIds = 65536;
   static constexpr std::size_t kKeptEnded = 16;
 
+  // The line that tells of a relayed answer is the last one with a query's name.
+  static bool MayBeNamed(const Query& ended) { return ended.outcome != Outcome::kAnswered; }
+
   std::unique_ptr<Query> Make();
   void Count(const Query& query, int change);
+  void CountLineFeed(const Query& query, int change);
+  std::unique_ptr<Query> TakeOldestEnded();
 
   std::vector<Slot> slots_;
   std::deque<std::unique_ptr<Query>> ended_;

@@ -70,6 +70,7 @@ class TraceReader::Inside {
   void Pursue(Worker worker, const Query& query);
   void BeginRun(const LineFields& fields);
   void LoseAll();
+  Query& Accept(const LineFields& fields);
   void FileQuery(const LineFields& fields);
   Query& Succeed(std::uint16_t id);
   void LookAt(std::int64_t position, Worker worker);

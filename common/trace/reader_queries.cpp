@@ -39,7 +39,10 @@ Query& TraceReader::Inside::QueryNamed(std::int32_t id, std::string_view name) {
 
 Query& TraceReader::Inside::QueryOf(const AtWork& at_work) {
   Query* query = at_work.number == 0 ? nullptr : queries.Find(at_work.id, at_work.number);
-  return query != nullptr ? *query : Stranger(at_work.id, "");
+  if (query != nullptr) return *query;
+  Query& stranger = Stranger(at_work.id, "");
+  if (at_work.number != 0) stranger.outcome = Outcome::kLost;  // it has ended, too long ago
+  return stranger;
 }
 
 void TraceReader::Inside::Pursue(Worker worker, const Query& query) {
@@ -51,6 +54,7 @@ void TraceReader::Inside::Pursue(Worker worker, const Query& query) {
 // False for one that has ended before.
 bool TraceReader::Inside::End(Query& query, Outcome outcome) {
   if (query.number == 0) {
+    if (query.outcome != Outcome::kWaiting) return false;
     if (!names_.ids_without_name.empty()) names_.ids_without_name[query.id] = false;
   } else if (!queries.Holds(query)) {
     return false;
@@ -68,18 +72,30 @@ void TraceReader::Inside::LoseAll() {
     End(query, Outcome::kLost);
     TellOf(TraceEventKind::kLost, query);
   }
-  queries.ForgetSuccessors();
+  queries.ForgetRest();
 }
 
 // The fallback goes on with the query that is filed, which may be an earlier one.
-void TraceReader::Inside::FileQuery(const LineFields& fields) {
+Query& TraceReader::Inside::Accept(const LineFields& fields) {
   const auto id = static_cast<std::uint16_t>(fields.id);
   if (!names_.ids_without_name.empty()) names_.ids_without_name[id] = false;
-  const Query& query = queries.File(id, fields.text, now_);
+  Query& query = queries.File(id, fields.text, now_);
   const bool is_lost = query.outcome == Outcome::kLost;
   TellOf(TraceEventKind::kAccepted, query);
   if (is_lost) TellOf(TraceEventKind::kLost, query);
   Pursue(Worker::kQuery, *queries.Filed(id));
+  return query;
+}
+
+// When the query thread is at work on this id already, the relay has shown the query first; it may
+// have been misread, behind more forged responses than are looked through, but this name is right.
+void TraceReader::Inside::FileQuery(const LineFields& fields) {
+  const AtWork& at_work = at_work_[static_cast<std::size_t>(Worker::kQuery)];
+  if (at_work.number == 0 || at_work.id != fields.id) {
+    Accept(fields);
+    return;
+  }
+  queries.Rename(QueryOf(at_work), fields.text);
 }
 
 Query& TraceReader::Inside::Succeed(std::uint16_t id) {
@@ -103,7 +119,8 @@ void TraceReader::Inside::LookAt(std::int64_t position, Worker worker) {
     query = &Succeed(query->id);
     Pursue(worker, *query);
   }
-  query->position = position;
+  // The relay may have moved the query on before the query thread's look at it was shown.
+  if (worker == Worker::kAnswer || position > query->position) query->position = position;
 }
 
 void TraceReader::Inside::Ask(AtWork& at_work) {
@@ -111,7 +128,11 @@ void TraceReader::Inside::Ask(AtWork& at_work) {
   at_work.server =
       at_work.position >= 0 && position < methods_.size() ? methods_[position] : kNoServer;
   Query& query = QueryOf(at_work);
-  if (query.tries.size() < Query::kMostTries) query.tries.push_back({at_work.server, now_, 0});
+  const bool is_late = at_work.position < query.position;
+  if (query.tries.size() < Query::kMostTries) {
+    query.tries.insert(is_late ? query.tries.begin() : query.tries.end(),
+                       {at_work.server, now_, 0});
+  }
   TraceEvent event;
   event.kind = TraceEventKind::kAsked;
   event.server = at_work.server;
@@ -121,7 +142,12 @@ void TraceReader::Inside::Ask(AtWork& at_work) {
 
 void TraceReader::Inside::FailToSend(std::int64_t error, const AtWork& at_work) {
   Query& query = QueryOf(at_work);
-  if (!query.tries.empty()) query.tries.pop_back();
+  // Not always the last one: both workers may have sent it.
+  for (std::size_t at = query.tries.size(); at-- > 0;) {
+    if (query.tries[at].server != at_work.server) continue;
+    query.tries.erase(query.tries.begin() + static_cast<std::ptrdiff_t>(at));
+    break;
+  }
   if (query.outcome == Outcome::kWaiting) query.loss = DropReason::kNotSentToServer;
   TraceEvent event;
   event.numbers[1] = End(query, Outcome::kLost) ? 1 : 0;
@@ -133,7 +159,7 @@ void TraceReader::Inside::FailToSend(std::int64_t error, const AtWork& at_work) 
 }
 
 void TraceReader::Inside::RelayOf(const LineFields& fields) {
-  Query& query = QueryNamed(fields.id, fields.text);
+  Query& query = fields.is_of_next ? Accept(fields) : QueryNamed(fields.id, fields.text);
   Pursue(Worker::kAnswer, query);
   TraceEvent event;
   event.address = fields.address;

@@ -7,7 +7,7 @@
 namespace ctl {
 namespace {
 
-constexpr std::string_view kForm = "dns_proxy trace reader 1\n";
+constexpr std::string_view kForm = "dns_proxy trace reader 2\n";
 constexpr std::size_t kIds = 65536;
 
 // Numbers are decimal with a blank behind each; a text follows its size.
@@ -118,7 +118,7 @@ void PutState(const ReadingState& state, Writer& writer) {
   const RunStart::State& start = state.start.state();
   writer.Put(start.stage).Put(start.reading_lines).Put(start.dns_lines).Put(start.hostmap_lines);
   writer.Put(start.glued_lines).Put(start.servers_to_come).Put(start.pairs_to_come);
-  writer.Put(state.next_id).Put(state.datagram_size);
+  writer.Put(state.next_id).Put(state.datagram_size).PutText(state.next_name);
 }
 
 void GetState(Parser& parser, ReadingState& state) {
@@ -138,6 +138,7 @@ void GetState(Parser& parser, ReadingState& state) {
   state.start.set_state(start);
   parser.Get(state.next_id, -1, kIds - 1);
   parser.Get(state.datagram_size, -1, kMost);
+  state.next_name = parser.GetText();
 }
 
 std::string Packed(const std::vector<bool>& bits) {

@@ -77,8 +77,9 @@ enum class TraceEventKind : std::uint8_t {
   kQueryWaitFailed,
   kNameCutShort,
 
-  // A query. `query` is null only for one from before the first line that was read.
-  kAccepted,
+  // A query. Its number is 0 where it is from before the first line that was read, and where a line
+  // that names nobody is about a query that is still to be accepted.
+  kAccepted,        ///< by its own line, or by one about a response that was forged before it
   kAsked,           ///< sent to `server`
   kForwardFailed,   ///< the sending to `server` has not happened. Numbers: the system's error, and
                     ///< 1 when the query has ended with it, 0 when it had ended before

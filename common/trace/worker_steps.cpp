@@ -156,6 +156,12 @@ bool WorkerSteps::MayFileAlone() const {
   return (At(Worker::kQuery).place & (kUnknown | kDecoded)) != 0;
 }
 
+// In traces of version 1.0 the lines up to 464 may be there one by one.
+bool WorkerSteps::MayTakeNext() const {
+  constexpr std::uint32_t kInFrontOfFiling = kReadable | kReceived | kCounted | kDecoded;
+  return (At(Worker::kQuery).place & (kBetweenSteps | kInFrontOfFiling)) != 0;
+}
+
 bool WorkerSteps::HasDecoded() const { return At(Worker::kQuery).place == kDecoded; }
 
 bool WorkerSteps::RelayMayHaveEnded() const {

@@ -31,6 +31,8 @@ class WorkerSteps {
   std::int32_t IdOf(Worker worker) const { return At(worker).id; }
   /// Whether line 464 may come without 432 in front of it.
   bool MayFileAlone() const;
+  /// Whether the query thread may have taken its next datagram without a line that says so.
+  bool MayTakeNext() const;
   /// A name has been decoded and line 464 is still to come, as in traces of version 1.0.
   bool HasDecoded() const;
   /// Whether the relay has ended, so that the process may.

@@ -4,6 +4,9 @@ The model (tests/model) says every line. Here its lines are cut into the parts t
 and the two workers' parts are put together in a random order that they can have: each worker has one step under
 way at most, and a response comes only behind the part that asked for it. Names are hostile: any bytes, lines
 of the trace, copies of what stands around them.
+
+Somebody forges responses meanwhile: while the query thread has filed a query and has not handed its lines over,
+the answer thread may be at work on the same query and print its lines first.
 """
 
 import errno
@@ -22,49 +25,17 @@ HEADER_BYTES = 12
 SOURCE = ("127.0.0.1", 4000)
 SERVERS = ["10.0.0.8", "10.0.0.9", "10.0.0.10"]
 
-# What each line makes, by the reader's numbers of its events.
-KINDS = {
-    texts.SIZES: 0,
-    texts.NOTHING_CONFIGURED: 1,
-    texts.SERVICE_FAILED: 1,
-    texts.SERVICE_ENDED: 2,
-    texts.QUERY_THREAD_STARTED: 3,
-    texts.BIND_FAILED: 4,
-    texts.QUERY_TOO_SHORT: 5,
-    texts.QUESTION_COUNT_INVALID: 6,
-    texts.NAME_EMPTY: 7,
-    texts.INVALID_LENGTH: 10,
-    texts.NAME_OVERFLOW: 10,
-    texts.DOT_OVERFLOW: 10,
-    texts.QUERY_ACCEPTED: 11,
-    texts.FORWARD_FAILED: 13,
-    texts.HOST_MAP_HIT: 14,
-    texts.NO_MORE_METHODS: 15,
-    texts.RELAYED: 16,
-    texts.RESPONSE_WITHOUT_ANSWER: 17,
-    texts.RESPONSE_WRONG_SOURCE: 18,
-    texts.HOST_MAP_SEND_FAILED: 19,
-    texts.NO_SUCH_NAME_SEND_FAILED: 19,
-    texts.RELAY_SEND_FAILED: 19,
-    texts.RESPONSE_UNKNOWN: 22,
-    texts.RESPONSE_TOO_SHORT: 23,
-    texts.ANSWER_THREAD_ENDS: 26,
-}
-ACCEPTED, ASKED, LOST, NOT_LOST = 11, 12, 20, 21
-WAITING, FROM_HOST_MAP, ANSWERED, NO_SUCH_NAME, LOST_OUTCOME = range(5)
-ENDS = {
-    texts.HOST_MAP_HIT: FROM_HOST_MAP,
-    texts.RELAYED: ANSWERED,
-    texts.NO_MORE_METHODS: NO_SUCH_NAME,
-    texts.FORWARD_FAILED: LOST_OUTCOME,
-}
-ID_STILL_WAITING, NOT_SENT, LOST_AT_END = 3, 4, 9
+# Lines with which a query ends.
+ENDS = (texts.HOST_MAP_HIT, texts.RELAYED, texts.NO_MORE_METHODS, texts.FORWARD_FAILED)
+# The relay's lines that show a name, and where they have its id.
+SHOWN_BY_RELAY = {texts.RELAYED: -1, texts.RESPONSE_WITHOUT_ANSWER: 1}
 
 
 @dataclass
 class Line:
     text: bytes  # the constant of trace_texts
     printed: bytes
+    name: bytes = b""  # of that query
     serial: int = 0  # of the query that it is about, in the run, from 1
     is_lost: bool = False  # the query accepted here, because its id still waits
 
@@ -82,6 +53,8 @@ class Parts(texts.Trace):
         line = Line(text, super().take())
         self._life.annotate(line, values)
         self.parts[-1].append(line)
+        if text in (texts.QUERY_ACCEPTED, texts.FALLBACK_CALLED):
+            self._life.slip_in()
 
     def cut(self):
         self.parts.append([])
@@ -105,6 +78,9 @@ class Network:
 
     def send_to_server(self, address):
         self._trace.cut()
+        self._life.slip_in()
+        self._life.hand_over()
+        self._life.slip_in()
         if self._random.random() < 0.05:
             return errno.ENETUNREACH
         self._life.asked(address)
@@ -118,7 +94,7 @@ class Network:
 class Run:
     """One run of the proxy. `lines` is what it has printed, in the order of the trace."""
 
-    def __init__(self, random, steps, hostile=True, ends=True):
+    def __init__(self, random, steps, hostile=True, ends=True, forges=False):
         self.random = random
         self.hostile = hostile
         self.ends = ends  # workers may end before the last step
@@ -128,7 +104,9 @@ class Run:
         self.outstanding = []  # (id, server) that may respond
         self.names = []
         self._pending = {"query": [], "answer": []}
-        self._current = 0
+        self._worker = None
+        self._current = self._serial = 0  # id and serial of the query that the worker works on
+        self.forges = forges
         self.trace = Parts(self)
         self._start()
         for _ in range(steps):
@@ -152,23 +130,42 @@ class Run:
 
     def annotate(self, line, values):
         if line.text == texts.QUERY_ACCEPTED:
-            number = values[1]
-            request = self.proxy.requests.find(number)
+            request = self.proxy.requests.find(values[1])
             self.serial += 1
-            line.serial = self.serial
+            line.name, line.serial = values[0], self.serial
             line.is_lost = hasattr(request, "serial")
             if not line.is_lost:
                 request.serial = self.serial
         elif line.text == texts.FALLBACK_CALLED:
-            self._current = values[0]
+            request = self.proxy.requests.find(values[0])
+            self._current, self._serial = values[0], request.serial if request else 0
+        elif line.text in SHOWN_BY_RELAY:
+            request = self.proxy.requests.find(values[SHOWN_BY_RELAY[line.text]])
+            line.name, line.serial = request.name, request.serial
         elif line.text in ENDS or line.text == texts.FALLBACK_METHOD:
-            number = values[-1] if line.text in (texts.HOST_MAP_HIT, texts.RELAYED) else self._current
-            line.serial = self.proxy.requests.find(number).serial
+            line.serial = self._serial
         if line.text == texts.FALLBACK_METHOD and values[0] != 0:
             line.text = None
 
     def asked(self, address):
         self.pending_asks.append((self._current, address))
+
+    def hand_over(self):
+        """The query thread's lines may be in the trace before its send has returned."""
+        if self._worker == "query" and self.random.random() < 0.3:
+            for part in self.trace.take_parts():
+                self.lines += part
+
+    def slip_in(self):
+        """The answer thread takes forged responses while the query thread is at work on a query."""
+        while self._worker == "query" and self.forges and self.random.random() < 0.2:
+            while self._pending["answer"]:
+                self._print_part("answer")
+            kept = self.trace.parts, self.pending_asks, self._current, self._serial
+            self.trace.parts, self.pending_asks = [[]], []
+            self._take("answer", self._take_forged)
+            self._worker = "query"
+            self.trace.parts, self.pending_asks, self._current, self._serial = kept
 
     # The two workers.
 
@@ -179,9 +176,18 @@ class Run:
         if self._pending[worker]:
             self._print_part(worker)
         elif worker == "query" and self.proxy.takes_queries:
-            self._take_query()
+            self._take("query", self._take_query)
         elif worker == "answer":
-            self._take_response()
+            self._take("answer", self._take_response)
+
+    def _take(self, worker, step):
+        self._worker = worker
+        step()
+        parts, self._worker = self.trace.take_parts(), None
+        asks, self.pending_asks = self.pending_asks, []
+        self._pending[worker] = [(part, asks if at == 0 else []) for at, part in enumerate(parts)]
+        if not parts:
+            self.outstanding += asks
 
     def _print_part(self, worker):
         part, asks = self._pending[worker].pop(0)
@@ -195,11 +201,6 @@ class Run:
                 self._print_part(worker)
         main = [line for line in self.lines if line.text == texts.SERVICE_ENDED]
         self.lines = [line for line in self.lines if line.text != texts.SERVICE_ENDED] + main
-
-    def _file_parts(self, worker):
-        parts = self.trace.take_parts()
-        asks, self.pending_asks = self.pending_asks, []
-        self._pending[worker] = [(part, asks if at == 0 else []) for at, part in enumerate(parts)]
 
     def _take_query(self):
         random = self.random
@@ -215,7 +216,6 @@ class Run:
             # The reader must stand any name, not only what labels can make up.
             model.engine.question_of = lambda _datagram, trace: self._decode(name, trace)
             self.proxy.from_application(datagram, SOURCE)
-        self._file_parts("query")
 
     def _decode(self, name, trace):
         if self.random.random() < 0.02:
@@ -244,8 +244,18 @@ class Run:
             if random.random() < 0.9:
                 del self.outstanding[at]
             answers = b"\0\0" if random.random() < 0.4 else b"\0\1"
-            self.proxy.from_server(struct.pack("<H", number) + b"\x81\x80\0\1" + answers + bytes(12), (server, 53))
-        self._file_parts("answer")
+            self._respond(number, server, answers)
+
+    def _respond(self, number, server, answers):
+        self.proxy.from_server(struct.pack("<H", number) + b"\x81\x80\0\1" + answers + bytes(12), (server, 53))
+
+    def _take_forged(self):
+        number = self.proxy.engine.accepted_number
+        request = self.proxy.requests.find(number)
+        place = request.method_index if request else 0
+        is_right = request and place < len(request.methods) and self.random.random() < 0.8
+        server = request.methods[place].address if is_right else self.random.choice(SERVERS)
+        self._respond(number, server or SERVERS[0], self.random.choice([b"\0\0", b"\0\1"]))
 
     @property
     def next_id(self):
@@ -254,73 +264,3 @@ class Run:
     def recent(self):
         """The end of the trace so far, as bytes."""
         return b"".join(line.printed for line in self.lines[-12:])
-
-
-class Truth:
-    """What a reader must find in a trace."""
-
-    def __init__(self):
-        self.kinds = Counter()
-        self.queries = []  # [outcome, loss, name]
-        self.has_doubt = False
-        self.is_whole = True
-
-    def add_run(self, lines, cut):
-        """The lines that end within the first `cut` bytes are told."""
-        told, end = [], 0
-        for line in lines:
-            end += len(line.printed)
-            if end > cut:
-                break
-            told.append(line)
-        if any(line.text == texts.SIZES for line in told):
-            self._lose_waiting()
-        serials = {}
-        for line in told:
-            if line.text == texts.FALLBACK_METHOD:
-                self.kinds[ASKED] += 1
-            elif line.text in KINDS:
-                self.kinds[KINDS[line.text]] += 1
-            if line.text == texts.QUERY_ACCEPTED:
-                name = line.printed.split(b"the request domain is ", 1)[1].rsplit(b", id:", 1)[0]
-                record = [LOST_OUTCOME, ID_STILL_WAITING] if line.is_lost else [WAITING, 0]
-                self.queries.append([*record, name])
-                serials[line.serial] = len(self.queries) - 1
-                self.kinds[LOST] += line.is_lost
-            elif line.text in ENDS and line.serial in serials:
-                record = self.queries[serials[line.serial]]
-                record[:2] = [ENDS[line.text], NOT_SENT if line.text == texts.FORWARD_FAILED else 0]
-        if any(line.text == texts.SERVICE_ENDED for line in told):
-            self._lose_waiting()
-
-    def _lose_waiting(self):
-        for record in self.queries:
-            if record[0] == WAITING:
-                record[:2] = [LOST_OUTCOME, LOST_AT_END]
-                self.kinds[LOST] += 1
-
-
-def is_of_hostile_name(lines, cut):
-    """Whether byte `cut` lies within lines that show a name with a line feed."""
-    at = 0
-    for line in lines:
-        at += len(line.printed)
-        if at >= cut:
-            return line.printed.count(b"\n") > 1
-    return False
-
-
-def life(random, runs=3, steps=200, hostile=True):
-    """(trace, truth)."""
-    trace, truth = b"", Truth()
-    for _ in range(runs):
-        run = Run(random, random.randrange(steps), hostile)
-        printed = b"".join(line.printed for line in run.lines)
-        cut = len(printed)
-        if random.random() < 0.5:
-            cut = max(cut - random.randrange(2000), 0)
-            truth.has_doubt = truth.has_doubt or is_of_hostile_name(run.lines, cut)
-            truth.is_whole = False
-        truth.add_run(run.lines, cut)
-        trace += printed[:cut]
-    return trace, truth

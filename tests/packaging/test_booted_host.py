@@ -21,6 +21,9 @@ search home.lan
 options timeout:3
 """
 
+# The proxy has a second to answer when the host is turned on.
+pytestmark = pytest.mark.in_its_time
+
 
 @pytest.fixture
 def system(booted):

@@ -308,6 +308,7 @@ def test_ordinary_journal_names_who_has_the_port(system):
     wait_for_answers()
 
 
+@pytest.mark.in_its_time  # five seconds
 def test_port_that_is_taken_is_waited_for_without_haste(system):
     system.run("systemctl", "stop", PROXY)
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as other:

@@ -22,11 +22,12 @@ namespace ctl {
 /// Names of queries hold any byte, line feeds and whole lines of the trace too; no name can make
 /// the reader see a line that the proxy did not print. Lines that the proxy can't have printed, or
 /// can't have printed there, count as not understood and change nothing. Memory is bounded for any
-/// input. Two things it cannot tell. Where the proxy was killed in the middle of a name that holds
-/// the whole start of a run, it takes that for the next start. And where a response was forged
-/// before its query was sent, the query's name may come in front of its own lines: should it begin
-/// with the whole rest of the line that tells of another waiting query's answer, it is taken for
-/// that. To wait for what comes behind would hold back every answer.
+/// input. Two things it cannot tell. Where the proxy was killed in the middle of a name, a whole
+/// start of a run in the name is taken for the next start, or the next start for a part of the
+/// name. And where a response was forged before its query was sent, the query's name may come in
+/// front of its own lines: should it begin with the whole rest of the line that tells of another
+/// waiting query's answer, it is taken for that. To wait for what comes behind would hold back
+/// every answer.
 ///
 /// To go on after a restart: keep the text of `Save()`, together with the file's identity, in the
 /// same transaction as what was made of the events. It may be called between any two calls. The

@@ -146,6 +146,11 @@ const Worker* WorkerSteps::Place(const LineFields& fields, bool strict) {
   if (printer == nullptr) return nullptr;
   const Worker other = *printer == Worker::kQuery ? Worker::kAnswer : Worker::kQuery;
   if (strict && IsWithinStep(other, At(other).place)) return nullptr;
+  // Both may have sent the same query. Whose failure it is shows when one of them goes on.
+  const bool is_of_either = fields.line == Line::kForwardFailed &&
+                            CanPrint(Worker::kQuery, fields, true) &&
+                            CanPrint(Worker::kAnswer, fields, true);
+  if (is_of_either && At(Worker::kQuery).place == At(Worker::kAnswer).place) return printer;
   Standing& at = standings_[static_cast<std::size_t>(*printer)];
   at.place = fields.line == Line::kMethodType ? BehindMethod(fields) : move.to;
   if (move.id != IdRule::kNone) at.id = fields.id;

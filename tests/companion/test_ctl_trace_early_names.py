@@ -71,6 +71,14 @@ def test_a_response_from_elsewhere_names_nobody():
     assert counts(trace) == ([2, 1, 0, 0], ["b.lan"], [[1, 1, 0], [0, 0, 0]])
 
 
+@pytest.mark.parametrize("between", [QUIET, accepted("c.lan", 2) + exhausted(2)], ids=["the relay", "the intake"])
+def test_neither_worker_could_send_it_and_one_goes_on_before_the_other_says_so(between):
+    failed = "TryNextDNSQueryMethod: id: 1,sendto failed: 101\n"
+    trace = without_answer("early.lan", 1) + forwarded(1, 2) + accepted("early.lan", 1) + forwarded(1, 2)
+    accepted_queries = 2 + between.count("(line:464)")
+    assert counts(trace + failed + between + failed)[0] == [accepted_queries, 0, accepted_queries - 2, 0]
+
+
 def test_an_answer_that_could_not_be_relayed():
     failed = relayed("early.lan", 1)
     failed = failed.replace("func: RecvAndProcessPacketsFromDNSServer(line:367)", "func: RecvAndProcessPacketsFromDNSServer"

@@ -65,10 +65,11 @@ class Truth:
 
     def add_run(self, lines, cut):
         """The lines that end within the first `cut` bytes are told."""
-        told, end = [], 0
+        told, end, broken_off = [], 0, None
         for line in lines:
             end += len(line.printed)
             if end > cut:
+                broken_off = line
                 break
             told.append(line)
         if any(line.text == texts.SIZES for line in told):
@@ -78,8 +79,10 @@ class Truth:
             self._take(line)
         if any(line.text == texts.SERVICE_ENDED for line in told):
             self._lose_waiting()
-        # Where its own lines are missing, it is not known where such a name ends.
-        self.has_doubt = self.has_doubt or any(self._early.values())
+        # Where its own lines are missing, or a line of the kind that shows it is broken off, it is not known where
+        # such a name ends.
+        is_early = broken_off and broken_off.text in SHOWN_BY_RELAY
+        self.has_doubt = self.has_doubt or bool(is_early) or any(self._early.values())
 
     def _take(self, line):
         if line.text == texts.FALLBACK_METHOD:

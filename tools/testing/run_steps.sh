@@ -36,9 +36,9 @@ guarded_folders() {
 begin_run() {
   need_writable build
   need_writable "$logs"
-  as_root true || die "root or sudo is needed: the programs run on port 53, in namespaces of the tests' own"
   trap 'end_run "ended by Ctrl-C" 130' INT
   trap 'end_run "ended by a signal" 143' TERM HUP
+  as_root true || die "root or sudo is needed: the programs run on port 53, in namespaces of the tests' own"
   trap clean_up EXIT
   state=$(mktemp -d "${TMPDIR:-/tmp}/dns_proxy_mac.XXXXXX") && state=$(cd -P "$state" && pwd) ||
     die "there can be no folder for temporary files in ${TMPDIR:-/tmp}"

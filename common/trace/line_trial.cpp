@@ -57,7 +57,10 @@ bool ReadingState::Place(const LineFields& fields, bool strict, const Worker*& p
   printer = steps.Place(fields, strict);
   if (printer == nullptr) return false;
   if (fields.line == Line::kQueryReceived) datagram_size = fields.numbers[0];
-  if (fields.is_of_next) next_name = fields.text;
+  if (fields.is_of_next) {
+    next_name = fields.text;
+    steps.TakeNext();
+  }
   if (fields.line == Line::kRequestFiled) {
     next_id = (fields.id + 1) % 65536;
     next_name.clear();

@@ -167,6 +167,11 @@ bool WorkerSteps::MayTakeNext() const {
   return (At(Worker::kQuery).place & (kBetweenSteps | kInFrontOfFiling)) != 0;
 }
 
+void WorkerSteps::TakeNext() {
+  Standing& at = standings_[static_cast<std::size_t>(Worker::kQuery)];
+  if ((at.place & kBetweenSteps) != 0) at.place = kWaits;
+}
+
 bool WorkerSteps::HasDecoded() const { return At(Worker::kQuery).place == kDecoded; }
 
 bool WorkerSteps::RelayMayHaveEnded() const {

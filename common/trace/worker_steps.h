@@ -33,6 +33,8 @@ class WorkerSteps {
   bool MayFileAlone() const;
   /// Whether the query thread may have taken its next datagram without a line that says so.
   bool MayTakeNext() const;
+  /// It has: whatever its last send came to has been said.
+  void TakeNext();
   /// A name has been decoded and line 464 is still to come, as in traces of version 1.0.
   bool HasDecoded() const;
   /// Whether the relay has ended, so that the process may.

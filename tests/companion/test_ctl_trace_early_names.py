@@ -79,6 +79,13 @@ def test_neither_worker_could_send_it_and_one_goes_on_before_the_other_says_so(b
     assert counts(trace + failed + between + failed)[0] == [accepted_queries, 0, accepted_queries - 2, 0]
 
 
+def test_a_query_thread_that_has_taken_the_next_query_has_said_what_its_last_send_came_to():
+    failed = without_answer("b.lan", 0) + forwarded(0, 2) + "TryNextDNSQueryMethod: id: 0,sendto failed: 101\n"
+    early = without_answer("early.lan", 1) + forwarded(1, 2)
+    trace = early + failed + accepted("early.lan", 1) + forwarded(1, 2)
+    assert counts(trace)[:2] == ([2, 0, 0, 0], ["early.lan"])
+
+
 def test_an_answer_that_could_not_be_relayed():
     failed = relayed("early.lan", 1)
     failed = failed.replace("func: RecvAndProcessPacketsFromDNSServer(line:367)", "func: RecvAndProcessPacketsFromDNSServer"

@@ -147,14 +147,16 @@ def test_a_query_that_was_called_lost_and_goes_on_is_corrected_in_its_row_and_in
     """The earlier query of its id had just been answered when it came, and the line that says so comes later."""
     beginning = TWO_SERVERS + accepted(b"first.example", 7) + asked(7, 0)
     beginning += received(FIRST) + texts.RESPONSE_WITHOUT_ANSWER % (FIRST, 7, b"first.example") + asked(7, 1)
-    beginning += received(SECOND) + accepted(b"second.example", 7)
-    end = asked(7, 0) + texts.RELAYED % (b"first.example", 10, 0, 0, 1, SECOND, 7)
+    beginning += accepted(b"between.example", 6) + asked(6, 0)  # of the 65,535 queries until an id comes again
+    beginning += received(SECOND) + accepted(b"second.example", 7) + texts.FALLBACK_CALLED % (7, 0)
+    end = asked(7, 0).removeprefix(texts.FALLBACK_CALLED % (7, 0))
+    end += texts.RELAYED % (b"first.example", 10, 0, 0, 1, SECOND, 7)
     end += received(FIRST) + texts.RELAYED % (b"second.example", 10, 0, 0, 2, FIRST, 7)
 
     trace = folder / "trace"
     trace.write_bytes(beginning)
     with Page(folder) as page:
-        page.wait_for(waiting=1, lost=1)
+        page.wait_for(waiting=2, lost=1)
         if pause != "nothing":
             assert [row["outcome"] for row in page.get("/api/queries")["queries"]] == ["lost"]
         if pause == "restarted":
@@ -176,5 +178,5 @@ def test_a_query_that_was_called_lost_and_goes_on_is_corrected_in_its_row_and_in
 def assert_is_corrected(page, rest):
     with open(page.trace, "ab") as output:
         output.write(rest)
-    page.wait_for(answered=2)
+    page.wait_for(answered=2, waiting=1)
     assert not any(drop["count"] for drop in page.get("/api/now")["drops"])

@@ -5,7 +5,6 @@
 namespace ctl {
 namespace {
 
-constexpr auto kNowhere = std::string_view::npos;
 constexpr std::size_t kLongestName = 1024;
 // A datagram's name lies behind its header and a first length byte.
 constexpr std::int64_t kBytesInFrontOfName = 13;

@@ -13,6 +13,8 @@
 
 namespace ctl {
 
+constexpr auto kNowhere = std::string_view::npos;
+
 /// What the reading of a line depends on. Small, to be copied for a trial.
 struct ReadingState {
   static constexpr std::int32_t kUnknown = -1;

@@ -7,7 +7,6 @@
 namespace ctl {
 namespace {
 
-constexpr auto kNowhere = std::string_view::npos;
 // Only lines that show the configuration are longer.
 constexpr std::size_t kLongestLine = 1 << 16;
 

@@ -18,7 +18,7 @@ using Program = std::vector<sock_filter>;
 constexpr std::uint32_t kUdpHeaderSize = 8;
 constexpr std::uint32_t kSourcePortAt = 0;
 constexpr auto kIpSourceAt = static_cast<std::uint32_t>(SKF_NET_OFF) + 12;
-constexpr std::uint32_t kPort = 53;
+constexpr std::uint32_t kProxyPort = 53;
 
 constexpr std::uint32_t kKeepOut = 0;
 constexpr std::uint32_t kLetInWhole = 0xFFFFFFFF;
@@ -68,7 +68,7 @@ void AppendSender(Program& program, in_addr sender) {
   Append(program, BPF_JMP | BPF_JEQ | BPF_K, ntohl(sender.s_addr), 0, asks_port ? 3 : 1);
   if (asks_port) {
     Append(program, BPF_LD | BPF_H | BPF_ABS, kSourcePortAt);
-    Append(program, BPF_JMP | BPF_JEQ | BPF_K, kPort, 0, 1);
+    Append(program, BPF_JMP | BPF_JEQ | BPF_K, kProxyPort, 0, 1);
   }
   Append(program, BPF_RET | BPF_K, kLetInWhole);
 }

@@ -9,7 +9,7 @@ namespace ctl {
 namespace {
 
 constexpr char kNetworksetup[] = "/usr/sbin/networksetup";
-constexpr char kProxy[] = "127.0.0.1";
+constexpr char kProxyAddress[] = "127.0.0.1";
 // What `networksetup` takes for no servers of the service's own.
 constexpr char kNoServers[] = "empty";
 
@@ -60,11 +60,11 @@ std::string PointSettingsAtProxy(const HostPlaces& places, Journal& journal, int
     if (!servers || servers->status != 0) return "The servers of " + service + " can't be read.";
     ChangeRecord record;
     record.change.path = service;
-    record.change.written = kProxy;
+    record.change.written = kProxyAddress;
     record.before = Before::kSettings;
     record.content_before = ServersOf(servers->output);
     std::string problem = journal.Write(number++, record);
-    if (problem.empty()) problem = SetServers(places, service, kProxy);
+    if (problem.empty()) problem = SetServers(places, service, kProxyAddress);
     if (!problem.empty()) return "The servers of " + service + " can't be set: " + problem + '.';
   }
   return "";
@@ -74,7 +74,7 @@ std::string PutBackSettings(const HostPlaces& places, const std::string& service
                             const std::string& servers) {
   const auto now = RunNetworksetup(places, {"-getdnsservers", service});
   // The service may have been removed, or somebody may have chosen other servers since.
-  if (!now || now->status != 0 || ServersOf(now->output) != kProxy) return "";
+  if (!now || now->status != 0 || ServersOf(now->output) != kProxyAddress) return "";
   return SetServers(places, service, servers);
 }
 

@@ -16,7 +16,6 @@ namespace {
 constexpr std::size_t kPiece = 64 << 10;
 constexpr int kBetweenTriesMs =
     1000;  // for a file that can't be opened, and in case of missed news
-constexpr std::int64_t kMicroseconds = 1000;
 // More rounds a second than this are not worth their cost. The trace is then read in pieces of a
 // few milliseconds.
 constexpr int kMostQuickRounds = 250;
@@ -26,7 +25,7 @@ std::int64_t WallMicroseconds() {
   return std::chrono::system_clock::now().time_since_epoch() / std::chrono::microseconds(1);
 }
 
-std::int64_t WallMs() { return WallMicroseconds() / kMicroseconds; }
+std::int64_t WallMs() { return WallMicroseconds() / kMicrosecondsInMillisecond; }
 
 }  // namespace
 
@@ -43,8 +42,8 @@ void Follower::Open(const TracePlace& place) {
   if (!file_.IsOpen()) return;
   known_offset_ = file_.place().offset;
   known_size_ = file_.Size();
-  known_to_ = file_.ModifiedMs() * kMicroseconds;
-  const std::int64_t born = file_.place().birth / kMicroseconds;
+  known_to_ = file_.ModifiedMs() * kMicrosecondsInMillisecond;
+  const std::int64_t born = file_.place().birth / kMicrosecondsInMillisecond;
   known_from_ = is_resumed ? recorder_.LastArrival() : (born == 0 ? known_to_ : born);
   known_to_ = std::max(known_from_, known_to_);
 }

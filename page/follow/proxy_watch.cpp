@@ -10,7 +10,6 @@ namespace {
 
 constexpr std::size_t kTimes = 200;
 constexpr std::int64_t kMicrosecondsInSecond = 1000000;
-constexpr std::int64_t kMicrosecondsInMillisecond = 1000;
 
 std::string Datagram(const ctl::TraceEvent& event, const std::string& what) {
   return "a datagram of " + ctl::Counted(static_cast<std::uint64_t>(event.numbers[0]), "byte") +

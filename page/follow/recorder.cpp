@@ -11,7 +11,6 @@ namespace {
 constexpr std::int64_t kBetweenCommitsMs = 5000;
 constexpr std::int64_t kBetweenPublicationsMs = 100;
 constexpr std::size_t kQueriesToCommit = 5000;
-constexpr std::int64_t kMicroseconds = 1000;  // in a millisecond
 constexpr std::size_t kMostPlaces = 1 << 16;
 
 Outcome OutcomeOf(ctl::Outcome outcome) {
@@ -41,7 +40,7 @@ TracePlace Recorder::Resume(const DayCounts& day) {
   has_news_ = true;
   if (!reader_.Load(progress.reading)) return {};
   watch_.Load(progress.proxy);
-  last_arrival_ = progress.at * kMicroseconds;
+  last_arrival_ = progress.at * kMicrosecondsInMillisecond;
   return progress.place;
 }
 
@@ -65,8 +64,8 @@ std::string Recorder::Address(std::uint16_t server) const {
 }
 
 void Recorder::Drop(ctl::DropReason reason, std::int64_t arrival) {
-  batch_.AddDrop(arrival / kMicroseconds, static_cast<std::int64_t>(reason));
-  day_.Add(arrival / kMicroseconds, DayCounts::KindOf(reason));
+  batch_.AddDrop(arrival / kMicrosecondsInMillisecond, static_cast<std::int64_t>(reason));
+  day_.Add(arrival / kMicrosecondsInMillisecond, DayCounts::KindOf(reason));
 }
 
 void Recorder::Take(const ctl::TraceEvent& event) {
@@ -114,7 +113,7 @@ void Recorder::Take(const ctl::TraceEvent& event) {
 // the page load its log again.
 void Recorder::TakeBackLost(const ctl::Query& query) {
   Query lost;
-  lost.asked = lost.ended = query.begun / kMicroseconds;
+  lost.asked = lost.ended = query.begun / kMicrosecondsInMillisecond;
   lost.name = ctl::Shown(query.name);
   batch_.TakeBack(lost);
   batch_.AddDrop(lost.ended, static_cast<std::int64_t>(ctl::DropReason::kIdStillWaiting), -1);
@@ -152,8 +151,8 @@ void Recorder::Finish(const ctl::TraceEvent& event) {
   Query record;
   record.id = ++last_id_;
   // One that came before the first line that was read has no beginning.
-  record.asked = (query.number == 0 ? query.ended : query.begun) / kMicroseconds;
-  record.ended = query.ended / kMicroseconds;
+  record.asked = (query.number == 0 ? query.ended : query.begun) / kMicrosecondsInMillisecond;
+  record.ended = query.ended / kMicrosecondsInMillisecond;
   record.name = ctl::Shown(query.name);
   record.outcome = OutcomeOf(query.outcome);
   FillAttempts(event, record);
@@ -185,7 +184,7 @@ void Recorder::CommitIfDue(const TracePlace& file, std::int64_t now_ms, bool at_
     Progress progress;
     progress.place = file;
     progress.place.offset = reader_.offset();
-    progress.at = last_arrival_ / kMicroseconds;
+    progress.at = last_arrival_ / kMicrosecondsInMillisecond;
     progress.last_id = last_id_;
     progress.reading = reader_.Save();
     progress.proxy = watch_.Save();
@@ -203,7 +202,7 @@ void Recorder::FillWaiting(Snapshot& snapshot) const {
   for (const ctl::Query* query : reader_.Waiting(Snapshot::kMostWaiting)) {
     WaitingNow waiting;
     waiting.name = ctl::Shown(query->name);
-    waiting.since = query->begun / kMicroseconds;
+    waiting.since = query->begun / kMicrosecondsInMillisecond;
     if (!query->tries.empty()) waiting.server = Address(query->tries.back().server);
     snapshot.waiting.push_back(std::move(waiting));
   }
@@ -219,7 +218,7 @@ void Recorder::PublishIfDue(const std::string& trouble, std::int64_t now_ms, boo
   snapshot.time = now_ms;
   snapshot.is_trace_read = trouble.empty();
   snapshot.trace_trouble = trouble;
-  snapshot.trace_changed = last_arrival_ / kMicroseconds;
+  snapshot.trace_changed = last_arrival_ / kMicrosecondsInMillisecond;
   watch_.Fill(snapshot, reader_.servers());
   FillWaiting(snapshot);
   snapshot.day = day_.Sum(now_ms);

@@ -104,6 +104,5 @@ linted() {
   sources | grep -E '^\./(dns_proxy_mac|common/(configuration|output|platform)|companion/(check|probe|status|watch))/.*\.cpp$'
 }
 check_lint() {
-  locked clang configure clang &&
-    linted | xargs -n 3 -P "$(processors)" clang-tidy-14 -p build/clang --quiet
+  configure lint && linted | xargs -n 3 -P "$(processors)" clang-tidy-14 -p build/lint --quiet
 }

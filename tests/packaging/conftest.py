@@ -42,10 +42,9 @@ def system_copies():
 
 @pytest.fixture(scope="session")
 def package():
-    """The .deb, built from the sources as they are."""
-    built = subprocess.run(
-        [REPOSITORY / "packaging/deb/build"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False
-    )
+    """The .deb, built from the sources as they are; with the warnings, and so the cached objects, of ./test."""
+    command = [REPOSITORY / "packaging/deb/build", "-DWARNINGS_AS_ERRORS=ON"]
+    built = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
     assert built.returncode == 0, built.stdout
     [file] = (REPOSITORY / "build/deb/packages").glob("dns-proxy-mac_*.deb")
     return file

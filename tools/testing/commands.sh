@@ -3,6 +3,7 @@
 
 me=test
 . tools/machine.sh
+. packaging/deb/flags.sh
 
 # On macOS what the tests import is in an environment of the build folder.
 python=/usr/bin/python3
@@ -11,13 +12,21 @@ readonly python
 
 folder_of() { if [ "$1" = release ]; then echo build; else echo "build/$1"; fi; }
 
+# What users run is tested as the .deb has it, which then takes the same objects out of the compiler cache.
+flags_of() {
+  debian_flags=()
+  [ "$1" != release ] || ! command -v dpkg-buildflags >/dev/null || cmake_flags_of_debian
+}
+
 # configure PRESET: once in a run of ./test, however many steps need it.
 configure() {
-  local said done_already=${RUN_FOLDER:-}/configured-$1
+  local said debian_flags done_already=${RUN_FOLDER:-}/configured-$1
   [ -z "${RUN_FOLDER:-}" ] || [ ! -e "$done_already" ] || return 0
   forget_moved_sources "$(folder_of "$1")"
+  flags_of "$1" || return
+  set -- cmake --preset "$1" ${debian_flags[@]:+"${debian_flags[@]}"}
   # Where the compiler has changed, CMake forgets all that the preset says, and needs to be told again.
-  said=$(cmake --preset "$1" 2>&1) && { [[ $said != *"variables have changed"* ]] || said=$(cmake --preset "$1" 2>&1); } ||
+  said=$("$@" 2>&1) && { [[ $said != *"variables have changed"* ]] || said=$("$@" 2>&1); } ||
     {
       echo "$said"
       return 1
@@ -87,11 +96,13 @@ page_on() {
 
 # With a compiler and CMake alone: no GoogleTest, no benchmarks, no CLI11, no c-ares, no other generator.
 build_plain() {
+  local debian_flags
   forget_moved_sources build/plain
-  # Warnings as in the other builds, whose objects a compiler cache then has already.
-  cmake -S . -B build/plain -DWARNINGS_AS_ERRORS=ON -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON \
-    -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON \
-    -DCARES_LIBRARY=OFF -DCMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON &&
+  # Flags and warnings as in the step build-gcc, whose objects a compiler cache then has already.
+  flags_of release &&
+    cmake -S . -B build/plain ${debian_flags[@]:+"${debian_flags[@]}"} -DWARNINGS_AS_ERRORS=ON \
+      -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON \
+      -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON -DCARES_LIBRARY=OFF -DCMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON &&
     cmake --build build/plain -j "$(processors)" && test -x build/plain/dns_proxy_mac
 }
 

@@ -60,13 +60,13 @@ bool HasNoOtherName(int error) {
 std::string Keep(const std::string& path, Journal& journal, int number, ChangeRecord& record) {
   unlink(KeptBeside(path).c_str());
   record.before = Before::kBeside;
-  const std::string problem = journal.Write(number, record);
+  std::string problem = journal.Write(number, record);
   if (!problem.empty()) return problem;
   if (linkat(AT_FDCWD, path.c_str(), AT_FDCWD, KeptBeside(path).c_str(), 0) == 0) {
     SyncFolder(FolderOf(path));
     return "";
   }
-  const std::string refusal = std::strerror(errno);
+  std::string refusal = std::strerror(errno);
   if (!HasNoOtherName(errno)) return refusal;
   struct stat status;
   const std::optional<std::string> content = upstream::ReadFile(path);
@@ -96,19 +96,25 @@ std::string MakeFileChange(const std::string& path, Journal& journal, int number
                                           : WriteTextFile(path, record.change.written);
 }
 
-// What somebody else has put there stays, unless nobody could ask for names with it.
-void LeaveWithWord(const std::string& path, const std::string& kept,
-                   std::vector<std::string>& sentences) {
+bool Rename(const std::string& from, const std::string& to) {
+  return std::rename(from.c_str(), to.c_str()) == 0;
+}
+
+// What somebody else has put there stays, unless nobody could ask for names with it. Returns why
+// that can't be done; both files are there then, under one name or another.
+std::string LeaveWithWord(const std::string& path, const std::string& kept,
+                          std::vector<std::string>& sentences) {
+  const std::string aside = SetAside(path);
   if (NeedsProxy(path)) {
-    std::rename(path.c_str(), SetAside(path).c_str());
-    std::rename(kept.c_str(), path.c_str());
+    if (!Rename(path, aside) || !Rename(kept, path)) return std::strerror(errno);
     sentences.push_back(path + " was edited since: it is as it was before, and the edit is in " +
-                        SetAside(path) + '.');
-    return;
+                        aside + '.');
+    return "";
   }
-  std::rename(kept.c_str(), SetAside(path).c_str());
+  if (!Rename(kept, aside)) return std::strerror(errno);
   sentences.push_back(path + " was written by another program since, and is left so; what was " +
-                      "there before is in " + SetAside(path) + '.');
+                      "there before is in " + aside + '.');
+  return "";
 }
 
 std::string PutBackKept(const std::string& path, const ChangeRecord& record,
@@ -120,8 +126,9 @@ std::string PutBackKept(const std::string& path, const ChangeRecord& record,
   const bool is_unchanged =
       lstat(path.c_str(), &now) == 0 && now.st_ino == old.st_ino && now.st_dev == old.st_dev;
   if (!is_unchanged && IsThere(path) && !IsOurs(path, record)) {
-    LeaveWithWord(path, kept, sentences);
-  } else if (std::rename(kept.c_str(), path.c_str()) != 0) {
+    std::string problem = LeaveWithWord(path, kept, sentences);
+    if (!problem.empty()) return problem;
+  } else if (!Rename(kept, path)) {
     return std::strerror(errno);
   }
   unlink(kept.c_str());  // a rename of a file to itself leaves both names
@@ -136,7 +143,7 @@ std::string RemoveWritten(const std::string& path, const ChangeRecord& record,
     sentences.push_back(path + " was written by another program since, and is left so.");
     return "";
   }
-  if (std::rename(path.c_str(), SetAside(path).c_str()) != 0) return std::strerror(errno);
+  if (!Rename(path, SetAside(path))) return std::strerror(errno);
   sentences.push_back(path + " was edited since, and is now " + SetAside(path) + '.');
   return "";
 }

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <functional>
+#include <set>
 
 #include "host_tree.h"
 #include "interrupted_calls.h"
@@ -234,6 +235,40 @@ TEST_F(Host, PutsBackAFileThatWasEditedAndStillNamesTheProxy) {
   EXPECT_EQ(host_.Read("/etc/resolv.conf"), kOfOthers);
   EXPECT_EQ(host_.Read("/etc/resolv.conf.dns_proxy_mac-saved"),
             "nameserver 127.0.0.1\noptions ndots:3\n");
+}
+
+class HostWhereAStepOfOffFails : public testing::TestWithParam<const char*> {
+ protected:
+  // Whether there is such a step. Off is said once more where it has failed.
+  static bool TurnOff(const HostTree& host, int step) {
+    MakePlain(host);
+    TurnHostOn(host.places());
+    host.Write("/etc/resolv.conf", GetParam());
+    At(step, What::kFail);
+    TurnHostOff(host.places());
+    const bool was_reached = interrupted_calls::Steps() >= step;
+    At(0, What::kNothing);
+    TurnHostOff(host.places());
+    return was_reached;
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(All, HostWhereAStepOfOffFails,
+                         testing::Values("nameserver 192.0.2.9\n",
+                                         "nameserver 127.0.0.1\noptions ndots:3\n"));
+
+TEST_P(HostWhereAStepOfOffFails, NeitherTheFileBeforeNorWhatWasWrittenSinceIsLost) {
+  const std::set<std::string> both = {kOfOthers, GetParam()};
+  int step = 0;
+  for (bool is_there = true; is_there;) {
+    const HostTree host;
+    is_there = TurnOff(host, ++step);
+    EXPECT_EQ((std::set<std::string>{host.Read("/etc/resolv.conf"),
+                                     host.Read("/etc/resolv.conf.dns_proxy_mac-saved")}),
+              both)
+        << "step " << step;
+  }
+  EXPECT_GT(step, 5);
 }
 
 TEST_F(Host, PutsBackAFileThatSomebodyHasRemoved) {

@@ -47,7 +47,7 @@ std::string WriteInPlace(const std::string& path, const std::string& text) {
     done += static_cast<std::size_t>(count);
   }
   const bool is_written = done == text.size() && fsync(file) == 0;
-  const std::string problem = is_written ? "" : std::strerror(errno);
+  std::string problem = is_written ? "" : std::strerror(errno);
   close(file);
   return problem;
 }

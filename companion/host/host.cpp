@@ -43,7 +43,7 @@ std::string MakeAll(const HostPlaces& places, Journal& journal) {
 #else
   int number = 1;
   for (const HostChange& change : ChangesFor(places)) {
-    const std::string failure = MakeChange(places, journal, number++, change);
+    std::string failure = MakeChange(places, journal, number++, change);
     if (!failure.empty()) return failure;
   }
   return "";

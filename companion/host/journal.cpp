@@ -120,7 +120,8 @@ std::vector<int> Journal::Numbers() const {
   std::vector<int> numbers;
   std::string problem;
   for (const std::string& path : FilesIn(folder_, problem)) {
-    numbers.push_back(std::atoi(path.substr(folder_.size() + 1).c_str()));
+    const char* name = path.c_str() + folder_.size() + 1;
+    numbers.push_back(static_cast<int>(std::strtol(name, nullptr, 10)));
   }
   std::sort(numbers.begin(), numbers.end());
   return numbers;

@@ -55,6 +55,7 @@ std::optional<ProgramRun> RunProgram(const std::vector<std::string>& words) {
   posix_spawn_file_actions_adddup2(&actions, output.ends[1], STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, output.ends[1], STDERR_FILENO);
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
   pid_t process = 0;

@@ -49,6 +49,10 @@ std::string SetServers(const HostPlaces& places, const std::string& service,
   return run->status == 0 ? "" : "networksetup refuses: " + run->output.substr(0, 200);
 }
 
+std::string CannotBeSet(const std::string& service, const std::string& why) {
+  return "The servers of " + service + " can't be set: " + why + '.';
+}
+
 }  // namespace
 
 std::string PointSettingsAtProxy(const HostPlaces& places, Journal& journal, int number) {
@@ -65,7 +69,7 @@ std::string PointSettingsAtProxy(const HostPlaces& places, Journal& journal, int
     record.content_before = ServersOf(servers->output);
     std::string problem = journal.Write(number++, record);
     if (problem.empty()) problem = SetServers(places, service, kProxyAddress);
-    if (!problem.empty()) return "The servers of " + service + " can't be set: " + problem + '.';
+    if (!problem.empty()) return CannotBeSet(service, problem);
   }
   return "";
 }

@@ -24,7 +24,7 @@ struct Mapped {
 
 std::string InMilliseconds(double milliseconds) {
   char text[32];
-  std::snprintf(text, sizeof(text), "%.2f ms", milliseconds);
+  static_cast<void>(std::snprintf(text, sizeof(text), "%.2f ms", milliseconds));
   return text;
 }
 
@@ -33,7 +33,8 @@ std::optional<Mapped> FindInHostMap(const HostMapFileText& file, const std::stri
   auto entry = file.entries.begin();
   for (std::size_t line = 1; line <= file.text.lines.size(); ++line) {
     if (IsSkippedByProxy(file.text.lines[line - 1])) continue;
-    if (entry->first.c_str() == name) return Mapped{line, ReadAddress(entry->second).Dotted()};
+    const char* mapped = entry->first.c_str();  // as the proxy has it: up to a NUL
+    if (mapped == name) return Mapped{line, ReadAddress(entry->second).Dotted()};
     ++entry;
   }
   return std::nullopt;

@@ -21,7 +21,8 @@ std::string ChecksumOf(std::string_view text) {
     hash = (hash ^ static_cast<unsigned char>(character)) * 0x100000001b3;
   }
   char digits[kChecksumDigits + 1];
-  std::snprintf(digits, sizeof(digits), "%016llx", static_cast<unsigned long long>(hash));
+  static_cast<void>(
+      std::snprintf(digits, sizeof(digits), "%016llx", static_cast<unsigned long long>(hash)));
   return digits;
 }
 

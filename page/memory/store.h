@@ -13,8 +13,8 @@
 namespace page {
 
 struct StoreLimits {
-  std::int64_t bytes = 64 * 1024 * 1024;  ///< of the database and its log together
-  std::int64_t query_hours = 24;          ///< how long single queries are kept; 0: not at all
+  std::int64_t bytes = std::int64_t{64} << 20;  ///< of the database and its log together
+  std::int64_t query_hours = 24;                ///< how long single queries are kept; 0: not at all
 };
 
 /// How far the trace had been read when its results were written: where to go on, and what was in

@@ -21,7 +21,7 @@
 #include <libkern/OSByteOrder.h>
 #else
 /// `value` with its two bytes changed over: network to host order on a little-endian machine.
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the name that the macOS header gives it
+// NOLINTNEXTLINE(clang-diagnostic-reserved-identifier): the name that the macOS header gives it
 inline std::uint16_t _OSSwapInt16(std::uint16_t value) {
   return static_cast<std::uint16_t>((value << 8) | (value >> 8));
 }

@@ -28,7 +28,7 @@ bool IsFiled(const char* domain, const void* record) {
 
 }  // namespace
 
-// NOLINTBEGIN(bugprone-reserved-identifier): the names that the linker's --wrap gives them
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier): the names that the linker's --wrap gives them
 extern "C" {
 int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
                           void* argument);
@@ -68,7 +68,7 @@ void __wrap__ZN9HostTable3AddEPcPKc(HostTable* table, char* domain, const char* 
   if (!IsFiled(domain, g_Record)) delete static_cast<HostRespData*>(g_Record);
 }
 }
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)
 
 void LoadService(const ServerList& servers, const HostMapList& host_map) {
   QuietTrace();

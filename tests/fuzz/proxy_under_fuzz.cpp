@@ -13,10 +13,10 @@
 #include "tests/fuzz/quiet_trace.h"
 
 extern "C" {
-// NOLINTBEGIN(bugprone-reserved-identifier): the names that the linker's --wrap gives them
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier): the names that the linker's --wrap gives them
 void __real__ZN12RequestTable3AddEP10DnsRequest(RequestTable* table, DnsRequest* request);
 void __wrap__ZN12RequestTable3AddEP10DnsRequest(RequestTable* table, DnsRequest* request);
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)
 }
 
 namespace {

@@ -84,7 +84,7 @@ const std::vector<SentDatagram>& Sent() { return g_State.sent; }
 
 extern "C" {
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the name that the linker's --wrap gives it
+// NOLINTNEXTLINE(clang-diagnostic-reserved-identifier): the name that the linker's --wrap gives it
 ssize_t __wrap_recvfrom(int sock, void* buffer, std::size_t capacity, int flags, sockaddr* address,
                         socklen_t* length) {
   CHECK(g_State.pending && sock == g_State.sock);
@@ -101,7 +101,7 @@ ssize_t __wrap_recvfrom(int sock, void* buffer, std::size_t capacity, int flags,
   return static_cast<ssize_t>(size);
 }
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the name that the linker's --wrap gives it
+// NOLINTNEXTLINE(clang-diagnostic-reserved-identifier): the name that the linker's --wrap gives it
 ssize_t __wrap_sendto(int sock, const void* datagram, std::size_t size, int flags,
                       const sockaddr* address, socklen_t length) {
   CHECK(sock == kApplicationsSocket || sock == kServersSocket);

@@ -13,7 +13,7 @@
 
 #include "page/follow/file_changes.h"
 
-#define __APPLE__ 1  // NOLINT(bugprone-reserved-identifier): the compiler's own there
+#define __APPLE__ 1  // NOLINT(clang-diagnostic-reserved-macro-identifier): the compiler's own there
 #define st_birthtimespec st_ctim
 #include "page/follow/file_changes_macos.cpp"  // NOLINT(bugprone-suspicious-include)
 #undef st_birthtimespec

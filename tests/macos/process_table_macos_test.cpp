@@ -12,7 +12,7 @@
 #include "common/platform/process_table.h"
 #include "tests/macos/fake_macos.h"
 
-#define __APPLE__ 1  // NOLINT(bugprone-reserved-identifier): the compiler's own there
+#define __APPLE__ 1  // NOLINT(clang-diagnostic-reserved-macro-identifier): the compiler's own there
 #include "common/platform/process_table_macos.cpp"  // NOLINT(bugprone-suspicious-include)
 
 namespace {

@@ -58,7 +58,7 @@ std::vector<const void*> RegisteredForExit() {
 }  // namespace language_runtime
 
 // The names are the linker's.
-// NOLINTBEGIN(bugprone-reserved-identifier)
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier)
 extern "C" {
 
 int __real___cxa_atexit(void (*destructor)(void*), void* object, void* module);
@@ -98,4 +98,4 @@ void __wrap__ZdlPvm(void* storage, std::size_t size) {
 }
 
 }  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)

@@ -63,14 +63,14 @@ class MacosServiceStart : public SharedObjectsTest {
 extern "C" {
 
 // The names are the linker's.
-// NOLINTBEGIN(bugprone-reserved-identifier)
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier)
 in_addr_t __real_inet_addr(const char* text);
 
 in_addr_t __wrap_inet_addr(const char* text) {
   const auto played = g_ReadByMacos.find(text);
   return __real_inet_addr(played == g_ReadByMacos.end() ? text : played->second);
 }
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)
 
 }  // extern "C"
 

@@ -138,7 +138,7 @@ using system_calls::NextAnswer;
 using system_calls::Record;
 
 // The names are the linker's.
-// NOLINTBEGIN(bugprone-reserved-identifier)
+// NOLINTBEGIN(clang-diagnostic-reserved-identifier)
 extern "C" {
 
 int __real_socket(int domain, int type, int protocol);
@@ -246,4 +246,4 @@ int __wrap_pthread_getattr_default_np(pthread_attr_t* attributes) {
 #endif
 
 }  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)

@@ -2,11 +2,6 @@
 # read GoogleTest's headers as they were compiled once for all. Either halves their time. What they test is
 # compiled as ever.
 
-function(compile_without_optimisation TARGET)
-  # Fortified functions of the C library are for optimised code, and it warns of any other.
-  target_compile_options(${TARGET} PRIVATE -O0 -U_FORTIFY_SOURCE)
-endfunction()
-
 # What ccache needs to know its way with such headers.
 function(precompiled_for_ccache TARGET)
   target_compile_options(${TARGET} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>

@@ -215,6 +215,13 @@ def test_a_run_configures_each_build_once(checkout):
     assert [line.split()[1] for line in checkout.asked_of_cmake()] == ["--preset", "--build", "--build"]
 
 
+@pytest.mark.parametrize(("lanes", "compilers"), [("1", "5"), ("2", "3"), ("5", "1"), ("9", "1")])
+def test_a_step_that_compiles_takes_its_lanes_share_of_five_processors(checkout, lanes, compilers):
+    checkout.stand_in("getconf", "echo 5")
+    checkout.run("./test", f"--lanes={lanes}", "build-gcc")
+    assert checkout.asked_of_cmake()[1] == f"cmake --build build -j {compilers}"
+
+
 @pytest.mark.parametrize("lanes", ["0", "ten", ""])
 def test_lanes_are_a_number(checkout, lanes):
     result = checkout.run("./test", f"--lanes={lanes}", "layers")

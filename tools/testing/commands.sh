@@ -70,10 +70,10 @@ with() {
 unit_tests() {
   ctest --test-dir "$1" -R '(unit_tests$|^fuzz_corpus_)' "${@:2}" -j "$(processors)" --output-on-failure --no-tests=error
 }
-
-# For the thread sanitizer, but for the tests that end a process of one thread at each of its steps: to begin the
-# next takes that sanitizer longest of all.
-unit_tests_of_threads() { GTEST_FILTER="-*WasEnded*" unit_tests "$@"; }
+some_unit_tests() { unit_tests "$1" -E '(page|^fuzz_corpus_)'; }
+# But for the tests that end a process of one thread at each of its steps: to begin the next takes the thread
+# sanitizer longest of all.
+unit_tests_of_threads() { GTEST_FILTER="-*WasEnded*" some_unit_tests "$@"; }
 
 pytest() { "$python" -m pytest -q -p no:cacheprovider "$@"; }
 # Files side by side: each process is in a network and a file tree of its own.

@@ -119,8 +119,8 @@ sources() { find . \( -path ./build -o -name node_modules \) -prune -o \( -name 
 # Of one version on every system: another one formats some lines otherwise, and finds other things.
 check_format() { sources | xargs clang-format-14 --dry-run -Werror; }
 check_workflows() { tools/workflows/check && pytest tests/workflows; }
-# clang-tidy: the proxy's files with all checks, one by one. Those of all others together, a folder as one as
-# build-clang has them, which takes a tenth of the time. But the analyzer follows one function after the other and
+# clang-tidy: the proxy's files with all checks, one by one. Those of all others together, as build-clang has them:
+# most of its time goes into what they include. But the analyzer follows one function after the other and
 # gains nothing by it: it looks at the files that judge what comes from outside.
 readonly one_by_one=clang-analyzer-*,-clang-analyzer-valist.Uninitialized,bugprone-suspicious-include
 tidy() {  # tidy PRESET CHECKS: the files of the standard input
@@ -129,7 +129,8 @@ tidy() {  # tidy PRESET CHECKS: the files of the standard input
 check_lint() {
   configure lint && locked clang configure clang &&
     sources | grep '^\./dns_proxy_mac/.*\.cpp$' | tidy lint '' &&
-    sed -n '/\/tests\//d;s/^ *"file": "\(.*\/unity_.*\)".*/\1/p' build/clang/compile_commands.json |
+    sed -n "s|^ *\"file\": \"$PWD/\(.*\)\".*|\1|p" build/clang/compile_commands.json |
+    grep -E '^build/clang/(common|companion|page|upstream)/.*/unity_|^(page|upstream)/' |
     tidy clang "-clang-analyzer-*,-bugprone-suspicious-include" &&
     sources | grep -E '^\./(common/(configuration|output|platform)|companion/(check|probe|status|watch))/.*\.cpp$' |
     tidy lint "-*,$one_by_one"

@@ -186,18 +186,18 @@ end_steps() {
     family="$family $(family_of "$pid")"
   done
   # shellcheck disable=SC2086  # several numbers
-  [ -z "${family// /}" ] || as_root kill -KILL $family 2>/dev/null
-  wait 2>/dev/null
+  [ -z "${family// /}" ] || as_root kill -KILL $family
   for pid in $family; do
     while is_alive "$pid"; do sleep 0.02; done
   done
+  wait
 }
 
 end_run() {
   trap '' INT TERM HUP
   local names
   names=$(running_names)
-  end_steps
+  end_steps 2>/dev/null  # the shell says of each job that it was killed, whenever it happens to see it
   [ ! -t 1 ] || printf '\r'
   case $names in
     "") say "$1" ;;

@@ -1,5 +1,6 @@
 """Runs the whole session in a network and a file tree of its own. Needs root."""
 
+import os
 import pathlib
 import sys
 import tempfile
@@ -18,6 +19,7 @@ STATUS_WHEN_IMPOSSIBLE = 2
 
 def pytest_configure(config):
     busy_machine.may_try_again(config)
+    os.environ["TERM"] = "xterm"  # a continuous integration service has none, and the live view is for terminals
     try:
         harness.binary_path()
         ctl.ctl_path()

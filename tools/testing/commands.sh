@@ -70,6 +70,7 @@ with() {
 unit_tests() {
   ctest --test-dir "$1" -R '(unit_tests$|^fuzz_corpus_)' "${@:2}" -j "$(processors)" --output-on-failure --no-tests=error
 }
+# Without what has one thread and is in two other builds.
 some_unit_tests() { unit_tests "$1" -E '(page|^fuzz_corpus_)'; }
 # But for the tests that end a process of one thread at each of its steps: to begin the next takes the thread
 # sanitizer longest of all.

@@ -10,7 +10,7 @@ namespace {
 
 using system_calls::Call;
 
-constexpr char kText[] = "%s\n";
+constexpr char kOneText[] = "%s\n";
 constexpr char kTwoTexts[] = "%s%s\n";
 
 // When each thread hands over what it has printed, and what that promises about the order of lines.
@@ -38,9 +38,9 @@ class TraceParts : public ProxyTest {
 }  // namespace
 
 TEST_F(TraceParts, LinesOfAThreadAreItsOwnUntilItHandsThemOver) {
-  trace::Print<kText>("of the first");
+  trace::Print<kOneText>("of the first");
   std::thread([] {
-    trace::Print<kText>("of the second");
+    trace::Print<kOneText>("of the second");
     trace::HandOver();
   }).join();
   EXPECT_EQ(Trace(), "of the second\nof the first\n");

@@ -13,30 +13,30 @@ struct Subject {
   bool IsCurrent(std::uint64_t serial) const { return serial == current; }
 };
 
-Time At(int milliseconds) { return Time(std::chrono::milliseconds(milliseconds)); }
+Time Moment(int milliseconds) { return Time(std::chrono::milliseconds(milliseconds)); }
 
 TEST(Deadlines, PassInTheirOrderWhenTheirTimeHasCome) {
   Subject first{1};
   Subject second{2};
   Deadlines<Subject> deadlines;
-  deadlines.Set(At(10), first, 1);
-  deadlines.Set(At(20), second, 2);
+  deadlines.Set(Moment(10), first, 1);
+  deadlines.Set(Moment(20), second, 2);
   EXPECT_EQ(deadlines.Next(), &first);
-  EXPECT_EQ(deadlines.TakeDue(At(9)), nullptr);
-  EXPECT_EQ(deadlines.TakeDue(At(10)), &first);
-  EXPECT_EQ(deadlines.TakeDue(At(19)), nullptr);
-  EXPECT_EQ(deadlines.TakeDue(At(20)), &second);
-  EXPECT_EQ(deadlines.TakeDue(At(99)), nullptr);
+  EXPECT_EQ(deadlines.TakeDue(Moment(9)), nullptr);
+  EXPECT_EQ(deadlines.TakeDue(Moment(10)), &first);
+  EXPECT_EQ(deadlines.TakeDue(Moment(19)), nullptr);
+  EXPECT_EQ(deadlines.TakeDue(Moment(20)), &second);
+  EXPECT_EQ(deadlines.TakeDue(Moment(99)), nullptr);
 }
 
 TEST(Deadlines, OnesThatMeanNothingAnyMoreArePassedOver) {
   Subject answered{0};
   Subject waiting{2};
   Deadlines<Subject> deadlines;
-  deadlines.Set(At(10), answered, 1);
-  deadlines.Set(At(20), waiting, 2);
+  deadlines.Set(Moment(10), answered, 1);
+  deadlines.Set(Moment(20), waiting, 2);
   EXPECT_EQ(deadlines.Next(), &waiting);
-  EXPECT_EQ(deadlines.TakeDue(At(20)), &waiting);
+  EXPECT_EQ(deadlines.TakeDue(Moment(20)), &waiting);
 }
 
 TEST(AnswerTimes, MedianAndTheSlowTwentieth) {
@@ -63,16 +63,16 @@ TEST(ExchangePool, TakesNoMoreThanItsNumberAndItsBytes) {
   const Bytes query(100);
   const View view{query.data(), query.size()};
   ExchangePool by_number(owner, 2, 1000);
-  EXPECT_NE(by_number.Take({}, view, At(0)), nullptr);
-  EXPECT_NE(by_number.Take({}, view, At(0)), nullptr);
-  EXPECT_EQ(by_number.Take({}, view, At(0)), nullptr);
+  EXPECT_NE(by_number.Take({}, view, Moment(0)), nullptr);
+  EXPECT_NE(by_number.Take({}, view, Moment(0)), nullptr);
+  EXPECT_EQ(by_number.Take({}, view, Moment(0)), nullptr);
   ExchangePool by_bytes(owner, 10, 199);
-  Exchange* first = by_bytes.Take({}, view, At(0));
+  Exchange* first = by_bytes.Take({}, view, Moment(0));
   ASSERT_NE(first, nullptr);
-  EXPECT_EQ(by_bytes.Take({}, view, At(0)), nullptr);
+  EXPECT_EQ(by_bytes.Take({}, view, Moment(0)), nullptr);
   by_bytes.GiveBack(*first);
   EXPECT_EQ(by_bytes.UnderWay(), 0U);
-  EXPECT_NE(by_bytes.Take({}, view, At(0)), nullptr);
+  EXPECT_NE(by_bytes.Take({}, view, Moment(0)), nullptr);
 }
 
 }  // namespace

@@ -60,10 +60,6 @@ Json ServerHistory(const std::vector<ServerSlot>& slots) {
 
 }  // namespace
 
-std::string AsText(const Json& document) {
-  return document.dump(-1, ' ', true, Json::error_handler_t::replace);
-}
-
 Json NowDocument(const Snapshot& now, const MemorySettings& settings) {
   Json document = {{"time", now.time}};
   document["proxy"] = {

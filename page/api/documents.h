@@ -1,9 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <string>
 
+#include "page/api/memory_settings.h"
+#include "page/json.h"
 #include "page/live/companion_reports.h"
 #include "page/live/snapshot.h"
 #include "page/memory/history.h"
@@ -14,23 +15,12 @@ namespace page {
 // The page's data as JSON. All texts in it are printable ASCII. Times are milliseconds since 1970,
 // durations microseconds.
 
-using Json = nlohmann::ordered_json;
-
-/// The settings that the page shows.
-struct MemorySettings {
-  std::int64_t query_hours = 24;
-  std::int64_t bytes = 0;
-};
-
 Json NowDocument(const Snapshot& now, const MemorySettings& settings);
 Json QueryDocument(const Query& query);
 Json HistoryDocument(const History& history);
 
 /// `text`, which is a JSON document already, as it is.
 std::string WithReports(const Json& now, const CompanionReports::Reports& reports);
-
-/// As it is sent: any byte that is not text stands as a replacement character.
-std::string AsText(const Json& document);
 
 /// A number, or null.
 template <typename Number>

@@ -2,14 +2,15 @@
 
 #include <algorithm>
 #include <charconv>
-#include <chrono>
 #include <utility>
 
+#include "page/api/documents.h"
 #include "page/api/exports.h"
 #include "page/api/metrics.h"
 #include "page/api/trace_lines.h"
 #include "page/api/why.h"
 #include "page/resources.h"
+#include "page/wall_clock.h"
 
 namespace page {
 namespace {
@@ -20,10 +21,6 @@ constexpr std::size_t kMostRows = 1000;
 constexpr std::size_t kMostEventRows = 100;
 constexpr std::size_t kRowsOfName = 20;
 constexpr std::int64_t kBetweenBeatsMs = 1000;
-
-std::int64_t WallMs() {
-  return std::chrono::system_clock::now().time_since_epoch() / std::chrono::milliseconds(1);
-}
 
 Response JsonResponse(std::string text) {
   Response response;

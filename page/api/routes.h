@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "page/api/documents.h"
+#include "page/api/memory_settings.h"
 #include "page/http/request.h"
 #include "page/http/response.h"
 #include "page/live/companion_reports.h"

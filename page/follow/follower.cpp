@@ -5,10 +5,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 
 #include "common/output/clock.h"
+#include "page/wall_clock.h"
 
 namespace page {
 namespace {
@@ -20,12 +20,6 @@ constexpr int kBetweenTriesMs =
 // few milliseconds.
 constexpr int kMostQuickRounds = 250;
 constexpr int kPauseMs = 4;
-
-std::int64_t WallMicroseconds() {
-  return std::chrono::system_clock::now().time_since_epoch() / std::chrono::microseconds(1);
-}
-
-std::int64_t WallMs() { return WallMicroseconds() / kMicrosecondsInMillisecond; }
 
 }  // namespace
 

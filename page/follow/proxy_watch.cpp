@@ -1,15 +1,17 @@
 #include "page/follow/proxy_watch.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "common/output/shown_text.h"
+#include "page/json.h"
+#include "page/wall_clock.h"
 
 namespace page {
 namespace {
 
 constexpr std::size_t kTimes = 200;
 constexpr std::int64_t kMicrosecondsInSecond = 1000000;
+constexpr int kSavedLevels = 4;  // the numbers of a list in a list in an object
 
 std::string Datagram(const ctl::TraceEvent& event, const std::string& what) {
   return "a datagram of " + ctl::Counted(static_cast<std::uint64_t>(event.numbers[0]), "byte") +
@@ -176,20 +178,20 @@ void ProxyWatch::Fill(Snapshot& snapshot, const std::vector<std::string>& server
 }
 
 std::string ProxyWatch::Save() const {
-  nlohmann::json saved = {{"state", static_cast<int>(state_)},
-                          {"reason", reason_},
-                          {"started", started_},
-                          {"first_server", first_server_}};
-  saved["servers"] = nlohmann::json::array();
+  Json saved = {{"state", static_cast<int>(state_)},
+                {"reason", reason_},
+                {"started", started_},
+                {"first_server", first_server_}};
+  saved["servers"] = Json::array();
   for (const Server& server : servers_) {
     saved["servers"].push_back(
         {server.asked, server.answers, server.empty, server.last_response, server.waits_since});
   }
-  return saved.dump();
+  return AsText(saved);
 }
 
 void ProxyWatch::Load(std::string_view text) {
-  const auto saved = nlohmann::json::parse(text, nullptr, false);
+  const auto saved = FromText(text, kSavedLevels);
   if (!saved.is_object()) return;
   try {
     ProxyWatch loaded;
@@ -209,7 +211,7 @@ void ProxyWatch::Load(std::string_view text) {
       loaded.servers_.push_back(server);
     }
     *this = loaded;
-  } catch (const nlohmann::json::exception&) {
+  } catch (const Json::exception&) {
     // Saved by another version: the next start of the proxy tells everything again.
   }
 }

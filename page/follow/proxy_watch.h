@@ -12,8 +12,6 @@
 
 namespace page {
 
-constexpr std::int64_t kMicrosecondsInMillisecond = 1000;
-
 /// How the proxy and its servers are at the moment, from the events of its trace. Arrival times are
 /// microseconds since 1970. One thread.
 class ProxyWatch {

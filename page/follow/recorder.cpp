@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "common/output/shown_text.h"
+#include "page/wall_clock.h"
 
 namespace page {
 namespace {

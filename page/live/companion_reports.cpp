@@ -9,10 +9,10 @@
 
 #include <cerrno>
 #include <chrono>
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "common/output/clock.h"
+#include "page/json.h"
 
 extern char** environ;  // NOLINT(readability-redundant-declaration): macOS declares it nowhere
 
@@ -76,15 +76,13 @@ std::string ReadToEnd(int input, int stop) {
 
 // Only the beginning of long lists is kept. A document that is no report gives "null".
 std::string ReportIn(const std::string& text) {
-  using Json = nlohmann::ordered_json;
-  const auto is_flat = [](int level, Json::parse_event_t, Json&) { return level < kMostLevels; };
-  Json document = Json::parse(text, is_flat, false);
+  Json document = FromText(text, kMostLevels);
   if (!document.is_object()) return "null";
   for (Json& value : document) {
     if (!value.is_array() || value.size() <= kMostEntries) continue;
     value.erase(value.begin() + kMostEntries, value.end());
   }
-  std::string report = document.dump(-1, ' ', true, Json::error_handler_t::replace);
+  std::string report = AsText(document);
   return report.size() <= kMostReportBytes ? report : "null";
 }
 

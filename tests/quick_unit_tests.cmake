@@ -1,3 +1,12 @@
+# join_test_sources(TARGET): with QUICK_UNIT_TESTS some of the target's own sources are compiled as one.
+function(join_test_sources TARGET)
+  if(QUICK_UNIT_TESTS AND NOT APPLE)  # where wrap_calls is about single sources
+    set_target_properties(${TARGET} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 14)
+    # Of fixtures without a name of their own, which g++ takes for a header's when it reads their source with others.
+    target_compile_options(${TARGET} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+  endif()
+endfunction()
+
 # compile_quickly(TARGET): with QUICK_UNIT_TESTS the target's own sources are compiled without optimisation, some of
 # them as one, and read GoogleTest's headers as they were compiled once for all. Each of the three halves their
 # time. What they test is compiled as ever.
@@ -22,10 +31,6 @@ function(compile_quickly TARGET)
     target_precompile_headers(${TARGET} REUSE_FROM googletest_headers)
     compile_without_optimisation(${TARGET})
     precompiled_for_ccache(${TARGET})
-    if(NOT APPLE)  # where wrap_calls is about single sources
-      set_target_properties(${TARGET} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 14)
-    endif()
-    # Of fixtures without a name of their own, which g++ takes for a header's when it reads their source with others.
-    target_compile_options(${TARGET} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+    join_test_sources(${TARGET})
   endif()
 endfunction()

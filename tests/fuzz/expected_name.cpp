@@ -1,10 +1,8 @@
 #include "tests/fuzz/expected_name.h"
 
-namespace {
+#include "tests/fuzz/wire.h"
 
-unsigned ByteAt(const std::string& bytes, std::size_t at) {
-  return static_cast<unsigned char>(bytes[at]);
-}
+namespace {
 
 std::optional<std::uint16_t> NumberAt(const std::string& section, std::size_t at) {
   if (at + 2 > section.size()) return std::nullopt;

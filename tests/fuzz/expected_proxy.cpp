@@ -1,20 +1,16 @@
 #include "tests/fuzz/expected_proxy.h"
 
 #include "tests/fuzz/expected_name.h"
+#include "tests/fuzz/wire.h"
 
 namespace {
 
-constexpr std::size_t kHeader = 12;
 constexpr std::size_t kLargestDatagram = 8192;
 constexpr std::size_t kLargestHostMapQuery = 8175;
 constexpr std::size_t kLargestName = 1024;
 constexpr std::size_t kLongestLabel = 127;
 constexpr std::uint8_t kReverseIndex = 159;
 constexpr std::uint16_t kAaaa = 28;
-
-unsigned ByteAt(const std::string& bytes, std::size_t at) {
-  return static_cast<unsigned char>(bytes[at]);
-}
 
 // An id as it lies in a message: the low byte first.
 std::string WireId(std::uint16_t id) {

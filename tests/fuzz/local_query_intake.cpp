@@ -6,11 +6,11 @@
 #include "tests/fuzz/check.h"
 #include "tests/fuzz/input.h"
 #include "tests/fuzz/proxy_under_fuzz.h"
+#include "tests/fuzz/wire.h"
 
 namespace {
 
 constexpr int kMostDatagrams = 6;
-constexpr std::size_t kHeader = 12;
 constexpr std::size_t kAnswerRecord = 16;
 
 // Low two bits: the first id. Bit 2: queries of earlier applications hold some of the ids.

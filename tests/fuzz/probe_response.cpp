@@ -6,10 +6,9 @@
 
 #include "companion/probe/dns_exchange.h"
 #include "tests/fuzz/check.h"
+#include "tests/fuzz/wire.h"
 
 namespace {
-
-constexpr std::size_t kHeader = 12;
 
 // Flags 80 03, one question, no records.
 constexpr std::string_view kNoSuchName("\x12\x34\x80\x03\x00\x01\x00\x00\x00\x00\x00\x00", kHeader);

@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr std::size_t kReceiveCapacity = 65536;
+constexpr std::size_t kLargestMessage = 65536;
 constexpr std::size_t kUndivided = 0;
 
 [[noreturn]] void Fail(const char* what) {
@@ -133,7 +133,7 @@ void Twins::CompareVerdicts(const std::vector<Datagram>& sent) {
 }
 
 std::vector<Datagram> Twins::LetIn() {
-  static char bytes[kReceiveCapacity];
+  static char bytes[kLargestMessage];
   Send(sender_, guarded_, Marker(), kUndivided);
   std::vector<Datagram> let_in;
   for (;;) {

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::uint16_t kPort = 53;
 constexpr std::size_t kMostHeld = 6;
-constexpr int kPatienceMs = 1;
+constexpr int kPauseMs = 1;
 
 }  // namespace
 
@@ -21,7 +21,7 @@ void Upstreams::ServeUntil(const std::function<bool()>& is_over) {
   Message query;
   while (!is_over()) {
     std::array<pollfd, 2> sockets{{{server_a_, POLLIN, 0}, {server_b_, POLLIN, 0}}};
-    if (poll(sockets.data(), sockets.size(), kPatienceMs) == 0) ReleaseHeld();
+    if (poll(sockets.data(), sockets.size(), kPauseMs) == 0) ReleaseHeld();
     if (sockets[0].revents != 0 && Receive(server_a_, 0, query, proxy_)) ServeA(query, proxy_);
     if (sockets[1].revents != 0 && Receive(server_b_, 0, query, proxy_)) ServeB(query, proxy_);
   }

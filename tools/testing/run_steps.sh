@@ -81,7 +81,7 @@ start_step() {
   # shellcheck disable=SC2086  # a command with its arguments
   as_root env -u CDPATH HOME="$home" XDG_CACHE_HOME="$home/.cache" TMPDIR="$temporary" RUN_FOLDER="$state" \
     LANES="$lanes" CCACHE_DIR="$PWD/build/ccache" CCACHE_NOHASHDIR=1 CCACHE_DEPEND=1 \
-    CCACHE_SLOPPINESS=pch_defines,time_macros PYTHONPYCACHEPREFIX="$state/bytecode" PATH="$PATH" CMAKE_CXX_COMPILER_LAUNCHER="$launcher" \
+    CCACHE_SLOPPINESS=pch_defines,time_macros PYTHONDONTWRITEBYTECODE=1 PATH="$PATH" CMAKE_CXX_COMPILER_LAUNCHER="$launcher" \
     DNS_PROXY_DEADLINE="${DNS_PROXY_DEADLINE:-30}" ${runner[@]:+"${runner[@]}"} \
     bash -c '. tools/testing/commands.sh && "$@"' step $command >"$logs/$name.log" 2>&1 </dev/null &
   pids+=($!) lines+=("$1") begins+=("$SECONDS")

@@ -9,6 +9,7 @@ DEADLINE_VARIABLE = "DNS_PROXY_DEADLINE"
 DEFAULT_DEADLINE_SECONDS = 5.0
 LONGEST_DEADLINE_SECONDS = 3600
 POLL_SECONDS = 0.001
+LONGEST_POLL_SECONDS = 0.1
 
 
 def deadline_seconds():
@@ -32,10 +33,14 @@ def wait_at_least(seconds):
 def wait_until(condition, what):
     """Returns as soon as the condition holds; AssertionError naming `what` past the deadline.
 
-    Only for what no descriptor can report: the end of a thread of another process, a growing file.
+    Only for what no descriptor can report: the end of a thread of another process, a growing file. A condition that
+    takes its time, for another program that it asks, is tried a third of the time at most.
     """
     end = time.monotonic() + deadline_seconds()
+    begin = time.monotonic()
     while not condition():
-        if time.monotonic() > end:
+        tried = time.monotonic()
+        if tried > end:
             raise AssertionError(f"waited {deadline_seconds():g} s in vain for: {what}")
-        time.sleep(POLL_SECONDS)
+        time.sleep(min(max(POLL_SECONDS, 2 * (tried - begin)), LONGEST_POLL_SECONDS))
+        begin = time.monotonic()

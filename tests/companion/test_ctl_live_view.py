@@ -173,7 +173,7 @@ def test_screen_is_drawn_five_times_a_second_at_most(tmp_path):
     while time.monotonic() < begin + 2 or (output.count(HOME) < 2 and time.monotonic() < end):
         append(path, accepted("a.lan", number % 65536) + hit("a.lan", number % 65536))
         number += 1
-        output += read_available(master)
+        output += read_available(master, seconds=0.002)
     seconds = time.monotonic() - begin
     process.kill()
     process.wait()

@@ -9,7 +9,9 @@ Somebody forges responses meanwhile: while the query thread has filed a query an
 the answer thread may be at work on the same query and print its lines first.
 """
 
+import contextlib
 import errno
+import gc
 import struct
 from collections import Counter
 from dataclasses import dataclass
@@ -29,6 +31,16 @@ SERVERS = ["10.0.0.8", "10.0.0.9", "10.0.0.10"]
 ENDS = (texts.HOST_MAP_HIT, texts.RELAYED, texts.NO_MORE_METHODS, texts.FORWARD_FAILED)
 # The relay's lines that show a name, and where they have its id.
 SHOWN_BY_RELAY = {texts.RELAYED: -1, texts.RESPONSE_WITHOUT_ANSWER: 1}
+
+
+@contextlib.contextmanager
+def long_life():
+    """Nothing of a life goes in circles, and to look for that takes a third of a long one's time."""
+    gc.disable()
+    try:
+        yield
+    finally:
+        gc.enable()
 
 
 @dataclass

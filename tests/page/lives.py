@@ -9,7 +9,7 @@ from collections import Counter
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "companion"))
 
 from model import trace_texts as texts  # noqa: E402  (found through the paths of the tests)
-from trace_lives import Run  # noqa: E402
+from trace_lives import Run, long_life  # noqa: E402
 from trace_truth import is_of_hostile_name  # noqa: E402
 
 HOST_MAP, ANSWERED, NO_SUCH_NAME, LOST = range(4)

@@ -7,10 +7,6 @@ function(join_test_sources TARGET)
   endif()
 endfunction()
 
-# compile_quickly(TARGET): with QUICK_UNIT_TESTS the target's own sources are compiled without optimisation, some of
-# them as one, and read GoogleTest's headers as they were compiled once for all. Each of the three halves their
-# time. What they test is compiled as ever.
-
 # What ccache needs to know its way with such headers.
 function(precompiled_for_ccache TARGET)
   target_compile_options(${TARGET} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>
@@ -26,6 +22,9 @@ if(QUICK_UNIT_TESTS)
   precompiled_for_ccache(googletest_headers)
 endif()
 
+# compile_quickly(TARGET): with QUICK_UNIT_TESTS the target's own sources are compiled without optimisation, some of
+# them as one, and read GoogleTest's headers as they were compiled once for all. Each of the three halves their
+# time. What they test is compiled as ever.
 function(compile_quickly TARGET)
   if(QUICK_UNIT_TESTS)
     target_precompile_headers(${TARGET} REUSE_FROM googletest_headers)

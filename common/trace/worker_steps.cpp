@@ -146,11 +146,15 @@ const Worker* WorkerSteps::Place(const LineFields& fields, bool strict) {
   if (printer == nullptr) return nullptr;
   const Worker other = *printer == Worker::kQuery ? Worker::kAnswer : Worker::kQuery;
   if (strict && IsWithinStep(other, At(other).place)) return nullptr;
-  // Both may have sent the same query. Whose failure it is shows when one of them goes on.
+  // Both may have sent the same query. Whose failure it is shows when one of them goes on; until
+  // then it is told of the answer thread, which has the query for a response to what the other one
+  // sent.
   const bool is_of_either = fields.line == Line::kForwardFailed &&
                             CanPrint(Worker::kQuery, fields, true) &&
                             CanPrint(Worker::kAnswer, fields, true);
-  if (is_of_either && At(Worker::kQuery).place == At(Worker::kAnswer).place) return printer;
+  if (is_of_either && At(Worker::kQuery).place == At(Worker::kAnswer).place) {
+    return &kWorkers[static_cast<std::size_t>(Worker::kAnswer)];
+  }
   Standing& at = standings_[static_cast<std::size_t>(*printer)];
   at.place = fields.line == Line::kMethodType ? BehindMethod(fields) : move.to;
   if (move.id != IdRule::kNone) at.id = fields.id;

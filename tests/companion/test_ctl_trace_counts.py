@@ -2,7 +2,9 @@
 
 import pytest
 from harness import Application, Upstream, from_hex, query, wait_until
-from trace_lines import ENDED, INTAKE_ENDED, RELAY_ENDED, START, START_FAILED, accepted, forwarded, hit, report
+from trace_lines import (
+    ENDED, INTAKE_ENDED, RELAY_ENDED, START, START_FAILED, accepted, forwarded, hit, report, without_answer,
+)
 
 import ctl
 
@@ -110,6 +112,16 @@ def test_query_that_the_system_refused_to_send_waits_no_more():
     assert result["queries"]["waiting"] == 0
     assert result["dropped"]["not_sent_to_server"] == 1
     assert result["servers"][0]["asked"] == 0
+
+
+def test_send_that_the_system_refused_is_that_of_the_server_asked_last():
+    refused = "TryNextDNSQueryMethod: id: 0,sendto failed: 101\n"
+    result = report(
+        START + accepted("b.lan", 0) + forwarded(0, 1) + without_answer("b.lan", 0) + forwarded(0, 2) + refused
+    )
+    first, second = result["servers"]
+    assert (first["address"], first["asked"], first["empty"]) == ("10.0.0.8", 1, 1)
+    assert (second["address"], second["asked"], second["empty"]) == ("10.0.0.9", 0, 0)
 
 
 def test_query_whose_id_still_waits_is_lost():

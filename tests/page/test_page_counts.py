@@ -55,6 +55,32 @@ def test_the_counts_go_on_after_a_restart_of_page_and_proxy(folder):
                 ]
 
 
+def test_what_is_known_of_the_proxy_and_its_servers_is_known_after_a_restart_of_the_page(folder):
+    def known(page):
+        now = page.get("/api/now")
+        kept = ("address", "asked", "answers", "empty", "last_response", "waits_since")
+        return now["proxy"], [{key: one[key] for key in kept} for one in now["servers"]]
+
+    with servers(), proxy_tracing_into(folder / "trace", f"{SERVER}\n".encode(), HOST_MAP):
+        with Page(folder) as page:
+            ask("www.example", "empty.example")
+            page.wait_for(answered=1, no_such_name=1)
+            ask(b"12345678901", wants_answers=False)
+            wait_until(lambda: page.get("/api/now")["proxy"]["state"] == "intake_ended", "the end of intake")
+            before = known(page)
+        with Page(folder) as page:
+            wait_until(lambda: page.get("/api/now")["trace"]["read"], "the trace")
+            proxy, [server] = known(page)
+    assert (proxy, [server]) == before
+    assert (proxy["state"], proxy["reason"]) == (
+        "intake_ended",
+        "a datagram of 11 bytes from 127.0.0.1, shorter than a header, ended the intake of queries",
+    )
+    assert proxy["started"] > 0
+    assert (server["address"], server["asked"], server["answers"], server["empty"]) == (SERVER, 2, 1, 1)
+    assert server["last_response"] > 0
+
+
 def test_a_renewed_file_is_gone_on_with(folder):
     trace = folder / "trace"
     with servers(), Page(folder) as page:
